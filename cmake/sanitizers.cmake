@@ -1,0 +1,10 @@
+# ZARVO_SANITIZER=address builds everything with ASan+UBSan, =thread with TSan.
+if(ZARVO_SANITIZER STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+elseif(ZARVO_SANITIZER STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT ZARVO_SANITIZER STREQUAL "")
+  message(FATAL_ERROR "ZARVO_SANITIZER must be address, thread or empty, not '${ZARVO_SANITIZER}'")
+endif()

@@ -1,0 +1,169 @@
+/* Control interface of the simulated application-connection library (libzarvo_x64.so.1).
+ *
+ * The simulator implements every function of zarvo_x64.h with applications kept in-process, and
+ * honours the contracts the plug-in relies on:
+ *   - ZrvBridgeCross / ZrvExecuteCustomTask call their callback at most once, before returning,
+ *     on the calling thread;
+ *   - event and did-disconnect callbacks run on the simulator's own event thread(s), never on the
+ *     caller's thread;
+ *   - after ZrvDisconnectApplication returns, no callback for that connection is made any more
+ *     (a delivery already running on an event thread is waited for first);
+ *   - handles are the numbers 1, 2, 3, ... in connect order (cast to a pointer), never reused
+ *     until ZrvSimReset.
+ *
+ * Two ways to drive it:
+ *
+ * 1. Programmed mode (the state after loading and after ZrvSimReset), for tests: every name
+ *    connects, and each function's result and callback are set by a ZrvSimProgram. Every call is
+ *    logged with its arguments; events and did-disconnect notices are raised on request.
+ *
+ * 2. Description mode, for the reference host and for page development: ZrvSimLoadDescription
+ *    reads a JSON description of applications. Only described applications connect. The format:
+ *
+ *    {
+ *      "applications": {
+ *        "viewer": {
+ *          "requests": {                       answers by uri for ZrvBridgeCross
+ *            "/document/open": {"status": 200, "answer": {"opened": true}},
+ *            "/document/save": {"status": 507, "answerText": "{\"error\":\"disk full\"}"}
+ *          },
+ *          "defaultRequest": {"status": 404, "answer": {"error": "unknown uri"}},
+ *          "tasks": {                          answers by task type for ZrvExecuteCustomTask
+ *            "render": {"type": "done", "answer": {"pages": 3}}
+ *          },
+ *          "events": [                         raised while subscribed, on the event thread
+ *            {"type": "progress", "payloads": [{"percent": 10}, {"percent": 20}],
+ *             "intervalMs": 50, "count": 2}
+ *          ]
+ *        }
+ *      }
+ *    }
+ *
+ *    "answer" is any JSON value (sent as its compact text); "answerText" is sent verbatim (for
+ *    answers that are not JSON). A uri with no entry gets "defaultRequest", or status 404 with
+ *    the answer {"error":"Unknown uri.","uri":<uri>} when there is none. A task type with no
+ *    entry makes ZrvExecuteCustomTask return 0 without calling back. An event raises "payload"
+ *    (one value) or each of "payloads" in turn, every "intervalMs" milliseconds (default 100)
+ *    from the moment it is subscribed, "count" times (default: until unsubscribed or
+ *    disconnected). Unknown members are errors, so typos do not pass silently.
+ *
+ * Call log: one entry per call of a zarvo_x64.h function, in call order, also as canonical text
+ * lines such as
+ *     ZrvConnectApplication("viewer", "client") -> 1
+ *     ZrvSetApplicationDidDisconnectCallback(1, callback, context) -> 1
+ *     ZrvSetApplicationDidDisconnectCallback(0, callback, context) -> 1
+ *     ZrvRegisterEvent(1, "", "progress", callback, context) -> 1
+ *     ZrvUnregisterEvent(1, "", "progress") -> 1
+ *     ZrvBridgeCross(1, "", "/uri", "null", "null", callback, context) -> 1 called back
+ *     ZrvExecuteCustomTask(1, "", "render", "null", callback, context) -> 0
+ *     ZrvDisconnectApplication(1) -> 1
+ * Texts are written as JSON strings (escaped); handles as numbers (0 for NULL); a NULL callback
+ * or context is written NULL; a failed connect is "-> 0".
+ *
+ * Threads: every function here may be called from any thread.
+ */
+#ifndef ZARVO_STAND_IN_ZARVO_SIMULATOR_H
+#define ZARVO_STAND_IN_ZARVO_SIMULATOR_H
+
+#include <stddef.h>
+
+#include "zarvo_x64.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Programmed mode ---------------------------------------------------------------------- */
+
+typedef struct ZrvSimProgram {
+  int connectFails;              /* non-zero: ZrvConnectApplication returns NULL (default 0) */
+  int disconnectResult;          /* result of ZrvDisconnectApplication (default 1) */
+  int setDidDisconnectResult;    /* result of ZrvSetApplicationDidDisconnectCallback (1) */
+  int registerResult;            /* result of ZrvRegisterEvent (1); 0 keeps no subscription */
+  int unregisterResult;          /* result of ZrvUnregisterEvent (1) */
+  int bridgeCrossResult;         /* result of ZrvBridgeCross (1) */
+  int bridgeCrossCallsBack;      /* non-zero: ZrvBridgeCross calls back before returning (1) */
+  int bridgeCrossStatus;         /* status passed to the callback (200) */
+  const char* bridgeCrossAnswer; /* answer text passed to the callback ("null"); copied */
+  int customTaskResult;          /* result of ZrvExecuteCustomTask (1) */
+  int customTaskCallsBack;       /* non-zero: ZrvExecuteCustomTask calls back (1) */
+  const char* customTaskType;    /* type text passed to the callback (""); copied */
+  const char* customTaskAnswer;  /* answer text passed to the callback ("null"); copied */
+} ZrvSimProgram;
+
+/* Fills `program` with the defaults listed above. */
+void ZrvSimDefaultProgram(ZrvSimProgram* program);
+/* Switches to programmed mode with `program` (strings are copied). */
+void ZrvSimSetProgram(const ZrvSimProgram* program);
+
+/* ---- Description mode --------------------------------------------------------------------- */
+
+/* Loads the description file `path` and switches to description mode. Returns 1 on success. On
+ * failure returns 0, keeps the previous state and writes a message naming the file and the
+ * problem into `error` (NUL-terminated, cut to `errorSize`). */
+int ZrvSimLoadDescription(const char* path, char* error, size_t errorSize);
+/* The same from a text; `sourceName` names it in messages. */
+int ZrvSimLoadDescriptionText(const char* json, const char* sourceName, char* error,
+                              size_t errorSize);
+
+/* ---- Raising events and notices (both modes) ---------------------------------------------- */
+
+/* Raises event `type` with payload text `json` on the event thread, to every subscription of
+ * that type on connection `handle` (whatever its target), each with its registered context.
+ * Waits until delivered; returns the number of callbacks made. */
+int ZrvSimRaiseEvent(ZrvApplicationHandle handle, const char* type, const char* json);
+/* The same, but the callbacks receive a NULL context. */
+int ZrvSimRaiseEventWithNullContext(ZrvApplicationHandle handle, const char* type,
+                                    const char* json);
+/* Queues the event and returns at once (for stress tests); ZrvSimFlush waits for delivery. */
+void ZrvSimPostEvent(ZrvApplicationHandle handle, const char* type, const char* json);
+/* Waits until every queued event and notice has been delivered. */
+void ZrvSimFlush(void);
+/* Reports the connection lost: calls its did-disconnect callback on the event thread with its
+ * registered context (or NULL when `nullContext`). Waits; returns 1 when a callback was made. */
+int ZrvSimRaiseDidDisconnect(ZrvApplicationHandle handle, int nullContext);
+/* Number of event threads (default 1); connection h is served by thread (h - 1) % count. */
+void ZrvSimSetEventThreadCount(int count);
+/* Number of event callbacks made since the last reset. */
+long ZrvSimEventCallbackCount(void);
+
+/* ---- Call log ----------------------------------------------------------------------------- */
+
+typedef struct ZrvSimCall {
+  const char* function;  /* "ZrvConnectApplication", "ZrvBridgeCross", ... */
+  unsigned long handle;  /* handle argument (0 for NULL); for a connect, the handle returned */
+  int argCount;          /* number of text arguments below */
+  const char* args[4];   /* text arguments in call order */
+  const void* callback;  /* the callback passed, or NULL (also where the function takes none) */
+  const void* context;   /* the context passed, or NULL */
+  long result;           /* the result returned (the handle number for a connect) */
+  int calledBack;        /* ZrvBridgeCross / ZrvExecuteCustomTask called back before returning */
+  const char* text;      /* the canonical text line, without a newline */
+} ZrvSimCall;
+
+/* Number of logged calls. */
+size_t ZrvSimCallCount(void);
+/* Copies entry `index` into `out`; returns 0 when out of range. The texts stay valid until
+ * ZrvSimClearLog or ZrvSimReset. */
+int ZrvSimGetCall(size_t index, ZrvSimCall* out);
+/* The whole log, one canonical line per call, each ending in '\n'. The pointer is valid until the
+ * calling thread's next call of this function. */
+const char* ZrvSimCallLog(void);
+/* Forgets the logged calls. */
+void ZrvSimClearLog(void);
+
+/* ---- Reset -------------------------------------------------------------------------------- */
+
+/* Back to the initial state: programmed mode with the default program, no connections or
+ * subscriptions, empty log, handles from 1, pending events dropped, one event thread. */
+void ZrvSimReset(void);
+
+/* When the environment variable ZRV_SIM_EXIT_LOG names a file, the simulator writes its call log
+ * there when the process exits (after every static destructor of the plug-in has run), so a test
+ * can see what a process did on its way out. */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZARVO_STAND_IN_ZARVO_SIMULATOR_H */

@@ -1,0 +1,89 @@
+// pocketjson::Serializer: Value -> JSON text.
+//
+// Design note
+// -----------
+// The system always writes compact text (no whitespace at all, object members in byte-wise key
+// order); the pretty attributes exist for tools and behave exactly as documented below, including
+// the deliberate mixed form at depth -1 (blank after ':' kept, no line breaks or indentation).
+//
+// Escaping: bytes 0..31 and 127 are escaped ("\b", "\t", "\n", "\f", "\r" or "\u00XX" with lower
+// hex digits), '"' and '\\' are escaped, everything else, '/' and bytes 128..255 included, is
+// copied unchanged (UTF-8 passes through unvalidated; a NUL byte becomes "\u0000").
+//
+// Numbers: integers as "%lld"; doubles as "0.0" for both zeros, otherwise "%.17g" with the
+// process locale's decimal point written as '.', so output never depends on the locale.
+//
+// Failure: the only failure is a NaN or infinite double: output stops at that value, the text
+// written so far stays, the result is false and "Floating point is nan or inf." is stored in the
+// optional error string.
+//
+// Depth: serialization does not recurse natively; any nesting depth is written with an explicit
+// stack. Stateless otherwise; safe on any thread for values not modified concurrently.
+#ifndef POCKETJSON_SERIALIZER_H
+#define POCKETJSON_SERIALIZER_H
+
+#include <iterator>
+#include <string>
+
+#include "pocketjson/value.h"
+
+namespace pocketjson {
+
+class Serializer {
+ public:
+  // Layout of the text. Default: compact (pretty off, empty strings).
+  struct Attributes {
+    bool pretty = false;     // false disables newlines, indentation and the blank after ':'
+    std::string indentUnit;  // written once per nesting level at the start of each line
+    std::string lineBreak;   // written before each member/element and before a closing bracket
+  };
+
+  // Appends the text of `value` to `out`. `depth` < 0 switches off line breaks and indentation
+  // (not the blank after ':' when pretty); >= 0 is the current nesting level. Returns false on a
+  // NaN/infinite double (see the design note).
+  template <typename OutputIterator>
+  bool serialize(OutputIterator& out, const Value& value, const Attributes& attributes,
+                 const int& depth, std::string* error) const;
+
+  // Writes `s` quoted and escaped.
+  template <typename OutputIterator>
+  static void serialize_string(OutputIterator& out, const std::string& s);
+
+  // Writes `lineBreak`, then `indentUnit` `depth` times (nothing further when depth < 1).
+  template <typename OutputIterator>
+  static void indent(OutputIterator& out, const Attributes& attributes, const int& depth);
+
+  // Fast path used by the system: appends to a string directly (same text as above).
+  bool serialize(std::string& out, const Value& value, const Attributes& attributes,
+                 const int& depth, std::string* error) const;
+
+  // Convenience: the compact text of `value` (default attributes, depth -1, result ignored as the
+  // system's callers do).
+  static std::string compact(const Value& value);
+  // Convenience: pretty text with the given indent unit and "\n", depth 0.
+  static std::string pretty(const Value& value, const std::string& indentUnit = "  ");
+
+  // Escape table: 0 = copy the byte, otherwise the letter written after '\'.
+  static const char kEscape[256];
+  static const char kHexDigits[17];
+};
+
+// Formatter for one lone double.
+class Double {
+ public:
+  explicit Double(double value) : value_(value) {}
+  // Writes "0.0" for both zeros (true), "nan"/"inf"/"-inf" (false), else "%.17g" with '.' (true).
+  template <typename OutputIterator>
+  bool toString(OutputIterator out) const;
+  // The same text as a string; `ok` receives the result when not null.
+  std::string toString(bool* ok = nullptr) const;
+
+ private:
+  double value_;
+};
+
+}  // namespace pocketjson
+
+#include "pocketjson/serializer_impl.h"  // template definitions
+
+#endif  // POCKETJSON_SERIALIZER_H
