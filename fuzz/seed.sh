@@ -75,6 +75,7 @@ for f in "$here"/json/seeds/*; do
 done
 
 for f in "$here"/json/regressions/*; do
+  case $f in *.md) continue ;; esac
   [ -f "$f" ] || continue
   cp "$f" "$out/regression_$(basename "$f")"
   count=$((count + 1))
