@@ -56,8 +56,8 @@ struct BridgeResult {
   // source and target differ). The source is left with the target's former contents.
   BridgeResult& operator=(BridgeResult&& other) noexcept;
 
-  // A successful result: code 200, no error, `value` as the answer.
-  static BridgeResult ok(const pocketjson::Value& value = pocketjson::Value());
+  // A successful result: code 200, no error, `answer` as the value.
+  static BridgeResult ok(const pocketjson::Value& answer = pocketjson::Value());
 
   // True when the error's name or message is non-empty, or details is a non-empty object, array
   // or string.
@@ -68,9 +68,11 @@ struct BridgeResult {
   pocketjson::Value value;
 };
 
-// The exception type of the bridge: handlers throw it by value.
+// The exception type of the bridge: handlers throw it by value, the frame catches it by
+// reference. No members of its own, so it slices into a BridgeResult without loss.
 struct BridgeResultError : BridgeResult {
-  BridgeResultError(const BridgeStatusCode& code, const std::string& name,
+  // `code`, and an error of `name` and `message` with null details; `value` stays null.
+  BridgeResultError(const BridgeStatusCode& statusCode, const std::string& name,
                     const std::string& message);
 };
 

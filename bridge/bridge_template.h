@@ -42,8 +42,7 @@ class BridgeTemplate {
 
   // The whole call: promise identifier, execute, envelope, BridgeHelperSetResponse exactly once.
   // Returns the promise identifier.
-  int operator()(const char* options, const char* parameters, const char* extra,
-                 const char* body);
+  int operator()(const char* options, const char* parameters, const char* extra, const char* body);
 
   // The envelope text for a result (compact): {"error":null|{...},"value":...}.
   static std::string envelope(const BridgeResult& result);

@@ -27,25 +27,34 @@
 #ifndef ZARVO_BRIDGING_H
 #define ZARVO_BRIDGING_H
 
+/* The plug-in is built with hidden visibility; only what carries this attribute is exported (the
+ * version script zarvo_bridging.map then keeps exactly these five names). For a consumer the
+ * attribute is harmless. */
+#if defined(__GNUC__) || defined(__clang__)
+#define ZARVO_BRIDGING_EXPORT __attribute__((visibility("default")))
+#else
+#define ZARVO_BRIDGING_EXPORT
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 /* Connect (POST) and disconnect (DELETE) the application "name" of parameters. */
-int ZarvoApplication(const char* options, const char* parameters, const char* extra,
+ZARVO_BRIDGING_EXPORT int ZarvoApplication(const char* options, const char* parameters, const char* extra,
                      const char* body);
 /* Send a request (POST): body {"uri":..., "requestData":..., "settings":..., "target":...}. */
-int ZarvoApplicationBridge(const char* options, const char* parameters, const char* extra,
+ZARVO_BRIDGING_EXPORT int ZarvoApplicationBridge(const char* options, const char* parameters, const char* extra,
                            const char* body);
 /* Subscribe (POST) / unsubscribe (DELETE) the event "type" of parameters; body {"target":...}. */
-int ZarvoApplicationEvent(const char* options, const char* parameters, const char* extra,
+ZARVO_BRIDGING_EXPORT int ZarvoApplicationEvent(const char* options, const char* parameters, const char* extra,
                           const char* body);
 /* Run a custom task (POST): body {"type":..., "data":..., "target":...}. */
-int ZarvoApplicationCustom(const char* options, const char* parameters, const char* extra,
+ZARVO_BRIDGING_EXPORT int ZarvoApplicationCustom(const char* options, const char* parameters, const char* extra,
                            const char* body);
 /* Disconnects and forgets every connected application. Calling it again is harmless; the entry
  * points stay usable afterwards. */
-void TearDown(void);
+ZARVO_BRIDGING_EXPORT void TearDown(void);
 
 #ifdef __cplusplus
 }
