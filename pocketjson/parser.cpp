@@ -1,1 +1,656 @@
-// Placeholder: being written.
+#include "pocketjson/parser.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <vector>
+
+#include "pocketjson/number_format.h"
+
+namespace pocketjson {
+
+namespace {
+
+const char kUnexpectedCharacter[] = "Unexpected character exists while parsing.";
+const char kInvalidBoolean[] = "Invalid boolean type string exists.";
+const char kInvalidNull[] = "Invalid null type string exists.";
+const char kArrayUnexpectedString[] = "Unexpected string exists while parsing array.";
+const char kArrayUnexpectedComma[] = "Unexpected comma exists while parsing array.";
+const char kObjectUnexpectedString[] = "Unexpected string exists while parsing object.";
+const char kObjectUnexpectedComma[] = "Unexpected comma exists while parsing object.";
+const char kStringNotTerminated[] = "Expected string ending character '\"' is not found.";
+const char kStringBadEscape[] = "Unexpected escape character is found while parsing string.";
+const char kStringBadHex[] = "Invalid unicode hex string is found while parsing string.";
+const char kStringBadSurrogate[] = "Invalid unicode surrogate pair is found while parsing string.";
+const char kNumberLeadingZero[] = "Unexpected '0' character is found while parsing number.";
+const char kNumberNoDigit[] = "Digit is not found while parsing number.";
+const char kNumberNoFractionDigit[] =
+    "Digit is not found after the decimal point while parsing number.";
+const char kNumberNoExponentDigit[] =
+    "Digit is not found after exponent keyword while parsing number.";
+const char kNumberBadFloat[] = "Failed to parse floating point.";
+const char kHandlerCancelled[] = "SAX handler cancels parsing.";
+const char kTrailingText[] = "Gabage string exists after json string.";
+
+// Largest magnitude that is still multiplied by 10 without looking at the next digit.
+constexpr int64_t kIntegerThreshold = 922337203685477579;
+
+inline bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+inline bool isSpace(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+inline int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// Skips a UTF-8 byte-order mark or any leading part of it: each of its three bytes is skipped
+// when it is the next byte, independently of the ones before.
+void skipByteOrderMark(const char*& p, const char* end) {
+  if (p != end && static_cast<unsigned char>(*p) == 0xEF) ++p;
+  if (p != end && static_cast<unsigned char>(*p) == 0xBB) ++p;
+  if (p != end && static_cast<unsigned char>(*p) == 0xBF) ++p;
+}
+
+// Raw byte range of an iterator over std::string (empty range when it is at its end).
+struct RawRange {
+  const char* begin;
+  const char* end;
+};
+
+RawRange rawRange(const Parser::TextIterator& iterator) {
+  if (iterator.current == iterator.end) return {nullptr, nullptr};
+  const char* p = &*iterator.current;
+  return {p, p + (iterator.end - iterator.current)};
+}
+
+// The parse engine: one object per top-level call. It walks nested arrays and objects with an
+// explicit stack of frames, so the native stack use does not depend on the nesting depth, and it
+// reproduces a recursive-descent parser exactly: the same handler calls in the same order, the
+// same leniencies and the same partial document on failure.
+//
+// Document mode builds in place: an array element is appended as a null value before it is
+// parsed, and an object member is inserted (when its key is new) before its value is parsed. The
+// result equals parsing into a fresh value and appending or inserting it afterwards, also when
+// the value's parse fails: a failed array element stays in the array, and a failed object member
+// stays in the object (the same rule for both kinds; the failure then propagates). Values of
+// duplicate keys are parsed into a scratch value that is dropped, so the first occurrence wins.
+class Engine {
+ public:
+  enum class Start { kValue, kArray, kObject };
+
+  Engine(std::string& error, AbstractParseHandler* handler, const ParseOption& option,
+         const char* p, const char* end)
+      : p(p),
+        end(end),
+        error_(error),
+        handler_(handler),
+        trailingComma_((option.flags & ParseOption::kAllowTrailingComma) != 0) {}
+
+  bool run(Value* out, Start start);
+  bool decodeString(std::string& out);
+  bool readHex(unsigned& unit);
+  bool number(Value* target, bool documentMode);
+
+  const char* p;
+  const char* end;
+
+ private:
+  struct Frame {
+    Value* self;      // the value being filled (document mode), else null
+    void* container;  // its Array or Object once obtained (unshared), else null
+    size_t count;     // elements or members completed
+    bool isObject;
+    std::unique_ptr<Value> scratch;  // target for values of duplicate keys
+  };
+
+  bool fail(const char* message) {
+    error_ = message;
+    return false;
+  }
+  bool cancel() { return fail(kHandlerCancelled); }
+  void skipSpace() {
+    while (p != end && isSpace(*p)) ++p;
+  }
+  bool literal(const char* rest, size_t length) {
+    if (static_cast<size_t>(end - p) <= length || std::memcmp(p + 1, rest, length) != 0) {
+      return false;
+    }
+    p += length + 1;
+    return true;
+  }
+  double toDouble(const char* first, const char* last, bool hasExponent, bool exponentIsZero,
+                  bool& ok);
+
+  std::string& error_;
+  AbstractParseHandler* handler_;
+  bool trailingComma_;
+  detail::NumberLocale locale_;
+  bool localeKnown_ = false;
+  std::string text_;    // decoded string or key
+  std::string digits_;  // number text for the C library conversion
+  std::vector<Frame> stack_;
+};
+
+bool Engine::readHex(unsigned& unit) {
+  unit = 0;
+  for (int i = 0; i < 4; ++i) {
+    const int digit = p != end ? hexValue(*p) : -1;
+    if (digit < 0) return fail(kStringBadHex);
+    unit = (unit << 4) | static_cast<unsigned>(digit);
+    ++p;
+  }
+  return true;
+}
+
+// Entered on the opening quote; on success `p` stands behind the closing quote.
+bool Engine::decodeString(std::string& out) {
+  ++p;
+  for (;;) {
+    const char* run = p;
+    while (p != end && *p != '"' && *p != '\\') ++p;
+    out.append(run, static_cast<size_t>(p - run));
+    if (p == end) return fail(kStringNotTerminated);
+    if (*p == '"') {
+      ++p;
+      return true;
+    }
+    ++p;  // the backslash
+    if (p == end) return fail(kStringBadEscape);
+    switch (*p) {
+      case '"':
+      case '\\':
+      case '/':
+        out.push_back(*p);
+        break;
+      case 'b':
+        out.push_back('\b');
+        break;
+      case 'f':
+        out.push_back('\f');
+        break;
+      case 'n':
+        out.push_back('\n');
+        break;
+      case 'r':
+        out.push_back('\r');
+        break;
+      case 't':
+        out.push_back('\t');
+        break;
+      case 'u': {
+        ++p;
+        unsigned unit;
+        if (!readHex(unit)) return false;
+        uint32_t codePoint = unit;
+        if (unit >= 0xDC00 && unit <= 0xDFFF) return false;  // lone low surrogate: no message
+        if (unit >= 0xD800 && unit <= 0xDBFF) {
+          if (p == end || *p != '\\' || p + 1 == end || p[1] != 'u') {
+            return fail(kStringBadSurrogate);
+          }
+          p += 2;
+          unsigned low;
+          if (!readHex(low)) return false;
+          if (low < 0xDC00 || low > 0xDFFF) return fail(kStringBadSurrogate);
+          codePoint = ((unit - 0xD800) << 10) + (low & 0x3FF) + 0x10000;
+        }
+        char bytes[4];
+        size_t n;
+        if (codePoint < 0x80) {
+          bytes[0] = static_cast<char>(codePoint);
+          n = 1;
+        } else if (codePoint < 0x800) {
+          bytes[0] = static_cast<char>(0xC0 | (codePoint >> 6));
+          bytes[1] = static_cast<char>(0x80 | (codePoint & 0x3F));
+          n = 2;
+        } else if (codePoint < 0x10000) {
+          bytes[0] = static_cast<char>(0xE0 | (codePoint >> 12));
+          bytes[1] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
+          bytes[2] = static_cast<char>(0x80 | (codePoint & 0x3F));
+          n = 3;
+        } else {
+          bytes[0] = static_cast<char>(0xF0 | (codePoint >> 18));
+          bytes[1] = static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F));
+          bytes[2] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
+          bytes[3] = static_cast<char>(0x80 | (codePoint & 0x3F));
+          n = 4;
+        }
+        out.append(bytes, n);
+        continue;  // `p` already stands behind the escape
+      }
+      default:
+        return fail(kStringBadEscape);
+    }
+    ++p;
+  }
+}
+
+// The C library conversion of the number text [first, last), with the documented text rules:
+// 'E' written as 'e', '+' dropped, a zero exponent removed, the first '.' replaced by the
+// locale's decimal point. The from_chars path is taken when it is known to give the same value.
+double Engine::toDouble(const char* first, const char* last, bool hasExponent, bool exponentIsZero,
+                        bool& ok) {
+  if (!localeKnown_) {
+    locale_ = detail::NumberLocale::current();
+    localeKnown_ = true;
+  }
+  ok = true;
+  if (locale_.fast) {
+    double value = 0;
+    auto r = std::from_chars(first, last, value);
+    if (r.ec == std::errc() && r.ptr == last) return value;
+    // out of range (infinity, underflow): the C library decides, as below
+  }
+  digits_.clear();
+  bool pointReplaced = false;
+  for (const char* q = first; q != last; ++q) {
+    char c = *q;
+    if (c == 'e' || c == 'E') {
+      if (hasExponent && exponentIsZero) break;
+      c = 'e';
+    } else if (c == '+') {
+      continue;
+    } else if (c == '.' && !pointReplaced) {
+      c = locale_.point;
+      pointReplaced = true;
+    }
+    digits_.push_back(c);
+  }
+  char* stop = nullptr;
+  errno = 0;
+  const double value = std::strtod(digits_.c_str(), &stop);
+  if (stop != digits_.c_str() + digits_.size()) ok = false;
+  return value;
+}
+
+// Entered on '-' or a digit; on success `p` stands behind the number.
+bool Engine::number(Value* target, bool documentMode) {
+  const char* first = p;
+  const bool negative = *p == '-';
+  if (negative) ++p;
+  if (p == end || !isDigit(*p)) return fail(kNumberNoDigit);
+  if (*p == '0' && p + 1 != end && isDigit(p[1])) return fail(kNumberLeadingZero);
+  // The magnitude is a signed 64-bit accumulator in the documented rule; it is kept unsigned here
+  // so that the wrap-around of long digit runs is defined, and compared as signed.
+  uint64_t magnitude = 0;
+  bool tooLarge = false;
+  do {
+    const unsigned digit = static_cast<unsigned>(*p - '0');
+    if (static_cast<int64_t>(magnitude) <= kIntegerThreshold || digit <= 7) {
+      magnitude = magnitude * 10 + digit;
+    } else {
+      tooLarge = true;
+    }
+    ++p;
+  } while (p != end && isDigit(*p));
+  bool hasFraction = false;
+  if (p != end && *p == '.') {
+    hasFraction = true;
+    ++p;
+    if (p == end || !isDigit(*p)) return fail(kNumberNoFractionDigit);
+    do ++p;
+    while (p != end && isDigit(*p));
+  }
+  bool hasExponent = false;
+  bool exponentIsZero = true;
+  if (p != end && (*p == 'e' || *p == 'E')) {
+    hasExponent = true;
+    ++p;
+    if (p != end && (*p == '+' || *p == '-')) ++p;
+    if (p == end || !isDigit(*p)) return fail(kNumberNoExponentDigit);
+    do {
+      if (*p != '0') exponentIsZero = false;
+      ++p;
+    } while (p != end && isDigit(*p));
+  }
+  if (!hasFraction && exponentIsZero && !tooLarge) {
+    const int64_t value = static_cast<int64_t>(negative ? uint64_t{0} - magnitude : magnitude);
+    if (documentMode) {
+      *target = value;
+    } else if (handler_ && !handler_->onInteger(value)) {
+      return cancel();
+    }
+    return true;
+  }
+  bool ok;
+  const double value = toDouble(first, p, hasExponent, exponentIsZero, ok);
+  if (!ok) return fail(kNumberBadFloat);
+  if (documentMode) {
+    *target = value;
+  } else if (handler_ && !handler_->onFloat(value)) {
+    return cancel();
+  }
+  return true;
+}
+
+bool Engine::run(Value* out, Start start) {
+  const bool documentMode = out != nullptr;
+  const bool events = !documentMode && handler_ != nullptr;
+  Value* target = out;  // where the next value goes (document mode)
+
+  if (start == Start::kArray) goto openArray;
+  if (start == Start::kObject) goto openObject;
+
+parseValue:
+  skipSpace();
+  if (p == end) return fail(kUnexpectedCharacter);
+  switch (*p) {
+    case '"': {
+      if (documentMode) {
+        // Fast path: no escape before the closing quote, so the text is taken in one piece.
+        const char* q = p + 1;
+        while (q != end && *q != '"' && *q != '\\') ++q;
+        if (q != end && *q == '"') {
+          *target = std::string(p + 1, q);
+          p = q + 1;
+          goto valueDone;
+        }
+      }
+      text_.clear();
+      if (!decodeString(text_)) return false;
+      if (documentMode) {
+        *target = text_;
+      } else if (events && !handler_->onString(text_)) {
+        return cancel();
+      }
+      goto valueDone;
+    }
+    case '{':
+      goto openObject;
+    case '[':
+      goto openArray;
+    case '-':
+    case '0':
+    case '1':
+    case '2':
+    case '3':
+    case '4':
+    case '5':
+    case '6':
+    case '7':
+    case '8':
+    case '9':
+      if (!number(target, documentMode)) return false;
+      goto valueDone;
+    case 't':
+      if (!literal("rue", 3)) return fail(kInvalidBoolean);
+      if (documentMode) {
+        *target = true;
+      } else if (events && !handler_->onBool(true)) {
+        return cancel();
+      }
+      goto valueDone;
+    case 'f':
+      if (!literal("alse", 4)) return fail(kInvalidBoolean);
+      if (documentMode) {
+        *target = false;
+      } else if (events && !handler_->onBool(false)) {
+        return cancel();
+      }
+      goto valueDone;
+    case 'n':
+      if (!literal("ull", 3)) return fail(kInvalidNull);
+      if (documentMode) {
+        *target = Value();
+      } else if (events && !handler_->onNull()) {
+        return cancel();
+      }
+      goto valueDone;
+    default:
+      return fail(kUnexpectedCharacter);
+  }
+
+openArray:
+  // `p` stands on '['. An existing array keeps its elements; the parsed ones are appended.
+  if (documentMode) {
+    target->setType(kArray);
+  } else if (events && !handler_->onStartArray()) {
+    return cancel();
+  }
+  stack_.push_back(Frame{target, nullptr, 0, false, nullptr});
+
+arrayNext:
+  // `p` stands on '[' or ','.
+  ++p;
+  if (p == end) {  // input ends after '[' or ',': the array so far is the result
+    stack_.pop_back();
+    goto valueDone;
+  }
+  skipSpace();
+  if (p != end && *p == ']') {
+    Frame& frame = stack_.back();
+    if (frame.count != 0 && !trailingComma_) return fail(kArrayUnexpectedComma);
+    if (handler_ && !handler_->onEndArray(frame.count)) return cancel();
+    ++p;
+    stack_.pop_back();
+    goto valueDone;
+  }
+  if (documentMode) {
+    Frame& frame = stack_.back();
+    if (!frame.container) frame.container = &frame.self->mutableArray();
+    auto& elements = *static_cast<Value::Array*>(frame.container);
+    elements.emplace_back();
+    target = &elements.back();
+  }
+  goto parseValue;
+
+openObject:
+  // `p` stands on '{'. An existing object keeps its members.
+  if (documentMode) {
+    if (target->type() != kObject) target->setType(kObject);
+  } else if (events && !handler_->onStartObject()) {
+    return cancel();
+  }
+  stack_.push_back(Frame{target, nullptr, 0, true, nullptr});
+
+objectNext:
+  // `p` stands on '{', ',' or a stray byte where a key was expected.
+  ++p;
+  if (p == end) {  // input ends after '{' or ',': the object so far is the result
+    stack_.pop_back();
+    goto valueDone;
+  }
+  skipSpace();
+  if (p == end) {  // whitespace up to the end where a key was expected: end the object here
+    stack_.pop_back();
+    goto valueDone;
+  }
+  if (*p == '}') {
+    Frame& frame = stack_.back();
+    if (frame.count != 0 && !trailingComma_) return fail(kObjectUnexpectedComma);
+    if (handler_ && !handler_->onEndObject(frame.count)) return cancel();
+    ++p;
+    stack_.pop_back();
+    goto valueDone;
+  }
+  if (*p != '"') goto objectNext;  // stray bytes where a key is expected are skipped
+  text_.clear();
+  if (!decodeString(text_)) return false;
+  if (handler_ && !handler_->onKey(text_)) return cancel();
+  skipSpace();
+  if (p == end || *p != ':') return fail(kObjectUnexpectedString);
+  ++p;
+  if (documentMode) {
+    Frame& frame = stack_.back();
+    if (!frame.container) frame.container = &frame.self->mutableObject();
+    auto& members = *static_cast<Value::Object*>(frame.container);
+    // Members usually arrive in ascending order: then the end is the exact insertion hint.
+    auto hint = members.end();
+    if (members.empty() || std::prev(hint)->first < text_) {
+      target = &members.try_emplace(hint, text_)->second;
+    } else {
+      auto inserted = members.try_emplace(text_);
+      if (inserted.second) {
+        target = &inserted.first->second;
+      } else {
+        if (!frame.scratch) frame.scratch.reset(new Value());
+        target = frame.scratch.get();
+      }
+    }
+  }
+  goto parseValue;
+
+valueDone:
+  // A value (scalar or container) has been parsed successfully.
+  if (stack_.empty()) return true;
+  {
+    Frame& frame = stack_.back();
+    ++frame.count;
+    if (frame.scratch) *frame.scratch = Value();
+    skipSpace();
+    if (frame.isObject) {
+      if (p == end || (*p != ',' && *p != '}')) return fail(kObjectUnexpectedString);
+      if (*p == ',') goto objectNext;
+      if (handler_ && !handler_->onEndObject(frame.count)) return cancel();
+    } else {
+      if (p == end || (*p != ',' && *p != ']')) return fail(kArrayUnexpectedString);
+      if (*p == ',') goto arrayNext;
+      if (handler_ && !handler_->onEndArray(frame.count)) return cancel();
+    }
+    ++p;
+    stack_.pop_back();
+  }
+  goto valueDone;
+}
+
+}  // namespace
+
+bool Parser::tryParse(Value& out, const std::string& text, const ParseOption& option) {
+  error_.clear();
+  const char* p = text.data();
+  const char* end = p + text.size();
+  skipByteOrderMark(p, end);
+  Engine engine(error_, nullptr, option, p, end);
+  if (!engine.run(&out, Engine::Start::kValue)) return false;
+  if (option.flags & ParseOption::kIgnoreTrailingText) return true;
+  p = engine.p;
+  while (p != end && isSpace(*p)) ++p;
+  if (p != end && *p != '\0') {
+    error_ = kTrailingText;
+    return false;
+  }
+  return true;
+}
+
+std::string Parser::parse(Value& out, const std::string& text, const ParseOption& option) {
+  tryParse(out, text, option);
+  return error_;
+}
+
+bool Parser::parse(AbstractParseHandler& handler, const std::string& text,
+                   const ParseOption& option) {
+  error_.clear();
+  const char* p = text.data();
+  const char* end = p + text.size();
+  skipByteOrderMark(p, end);
+  Engine engine(error_, &handler, option, p, end);
+  if (!engine.run(nullptr, Engine::Start::kValue)) return false;
+  if (option.flags & ParseOption::kIgnoreTrailingText) return true;
+  p = engine.p;
+  while (p != end && isSpace(*p)) ++p;
+  if (p != end && *p != '\0') {
+    error_ = kTrailingText;
+    return false;
+  }
+  return true;
+}
+
+bool Parser::validate(const std::string& text, const ParseOption& option) {
+  error_.clear();
+  const char* p = text.data();
+  const char* end = p + text.size();
+  skipByteOrderMark(p, end);
+  Engine engine(error_, nullptr, option, p, end);
+  if (!engine.run(nullptr, Engine::Start::kValue)) return false;
+  if (option.flags & ParseOption::kIgnoreTrailingText) return true;
+  p = engine.p;
+  while (p != end && isSpace(*p)) ++p;
+  if (p != end && *p != '\0') {
+    error_ = kTrailingText;
+    return false;
+  }
+  return true;
+}
+
+namespace {
+
+// Runs `step` on the raw bytes of `iterator` and moves the iterator by what it consumed.
+template <typename Step>
+bool onRawRange(Parser::TextIterator& iterator, Step&& step) {
+  const RawRange range = rawRange(iterator);
+  const char* p = range.begin;
+  const bool ok = step(p, range.end);
+  iterator.current += (p - range.begin);
+  return ok;
+}
+
+}  // namespace
+
+bool Parser::parse_value(Value* out, AbstractParseHandler* handler, TextIterator& iterator,
+                         const ParseOption& option) {
+  return onRawRange(iterator, [&](const char*& p, const char* end) {
+    Engine engine(error_, handler, option, p, end);
+    const bool ok = engine.run(out, Engine::Start::kValue);
+    p = engine.p;
+    return ok;
+  });
+}
+
+bool Parser::parse_array(Value* out, AbstractParseHandler* handler, TextIterator& iterator,
+                         const ParseOption& option) {
+  return onRawRange(iterator, [&](const char*& p, const char* end) {
+    Engine engine(error_, handler, option, p, end);
+    const bool ok = engine.run(out, Engine::Start::kArray);
+    p = engine.p;
+    return ok;
+  });
+}
+
+bool Parser::parse_object(Value* out, AbstractParseHandler* handler, TextIterator& iterator,
+                          const ParseOption& option) {
+  return onRawRange(iterator, [&](const char*& p, const char* end) {
+    Engine engine(error_, handler, option, p, end);
+    const bool ok = engine.run(out, Engine::Start::kObject);
+    p = engine.p;
+    return ok;
+  });
+}
+
+bool Parser::parse_string(std::string& result, TextIterator& iterator) {
+  return onRawRange(iterator, [&](const char*& p, const char* end) {
+    Engine engine(error_, nullptr, ParseOption(), p, end);
+    const bool ok = engine.decodeString(result);
+    p = engine.p;
+    return ok;
+  });
+}
+
+bool Parser::parse_hex(unsigned short& result, TextIterator& iterator) {
+  return onRawRange(iterator, [&](const char*& p, const char* end) {
+    Engine engine(error_, nullptr, ParseOption(), p, end);
+    unsigned unit = 0;
+    const bool ok = engine.readHex(unit);
+    if (ok) result = static_cast<unsigned short>(unit);
+    p = engine.p;
+    return ok;
+  });
+}
+
+bool Parser::parse_number(Value* out, AbstractParseHandler* handler, TextIterator& iterator) {
+  return onRawRange(iterator, [&](const char*& p, const char* end) {
+    Engine engine(error_, handler, ParseOption(), p, end);
+    const bool ok = engine.number(out, out != nullptr);
+    p = engine.p;
+    return ok;
+  });
+}
+
+}  // namespace pocketjson

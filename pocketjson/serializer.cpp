@@ -1,1 +1,50 @@
-// Placeholder: being written.
+#include "pocketjson/serializer.h"
+
+namespace pocketjson {
+
+// Bytes 0..31 and 127 are escaped ('u' unless they have a short form), '"' and '\\' escape as
+// themselves, everything else (including '/' and bytes >= 128) is copied.
+const char Serializer::kEscape[256] = {
+    'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'b', 't', 'n', 'u', 'f',  'r', 'u', 'u',  // 0x00
+    'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u',  'u', 'u', 'u',  // 0x10
+    0,   0,   '"', 0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   0,    // 0x20
+    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   0,    // 0x30
+    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   0,    // 0x40
+    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   '\\', 0,   0,   0,    // 0x50
+    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   0,    // 0x60
+    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   'u',  // 0x70
+    // 0x80..0xFF: zero-initialised (copied unchanged)
+};
+
+const char Serializer::kHexDigits[17] = "0123456789abcdef";
+
+bool Serializer::serialize(std::string& out, const Value& value, const Attributes& attributes,
+                           const int& depth, std::string* error) const {
+  detail::StringSink sink{out};
+  return detail::writeTree(sink, value, attributes, depth, error);
+}
+
+std::string Serializer::compact(const Value& value) {
+  std::string text;
+  Serializer().serialize(text, value, Attributes(), -1, nullptr);
+  return text;
+}
+
+std::string Serializer::pretty(const Value& value, const std::string& indentUnit) {
+  std::string text;
+  Attributes attributes;
+  attributes.pretty = true;
+  attributes.indentUnit = indentUnit;
+  attributes.lineBreak = "\n";
+  Serializer().serialize(text, value, attributes, 0, nullptr);
+  return text;
+}
+
+std::string Double::toString(bool* ok) const {
+  std::string text;
+  const bool result = toString(std::back_inserter(text));
+  if (ok) *ok = result;
+  return text;
+}
+
+}  // namespace pocketjson

@@ -36,13 +36,13 @@ namespace pocketjson {
 
 // The type tag. The codes are bit flags; the three container kinds share the mask kContainerMask.
 enum Type : uint32_t {
-  kNull = 0,      // no payload; the word is kept 0
-  kBool = 1,      // boolean in the payload's first byte
-  kInteger = 2,   // signed 64-bit integer
-  kFloat = 4,     // IEEE-754 double
-  kString = 16,   // shared Container<std::string>
-  kObject = 32,   // shared Container<std::map<std::string, Value>>
-  kArray = 64,    // shared Container<std::vector<Value>>
+  kNull = 0,     // no payload; the word is kept 0
+  kBool = 1,     // boolean in the payload's first byte
+  kInteger = 2,  // signed 64-bit integer
+  kFloat = 4,    // IEEE-754 double
+  kString = 16,  // shared Container<std::string>
+  kObject = 32,  // shared Container<std::map<std::string, Value>>
+  kArray = 64,   // shared Container<std::vector<Value>>
 };
 
 // The single test for "this value owns a share of a container".
@@ -76,9 +76,14 @@ class Value {
   // A null value (payload 0).
   Value() noexcept : type_(kNull) { payload_.word = 0; }
   // Shares the source's container (count + 1); never deep-copies.
-  Value(const Value& other) noexcept;
+  Value(const Value& other) noexcept : type_(other.type_), payload_(other.payload_) {
+    if ((type_ & kContainerMask) && payload_.c) ++payload_.c->refCount;
+  }
   // Takes the source's share; the source is left null.
-  Value(Value&& other) noexcept;
+  Value(Value&& other) noexcept : type_(other.type_), payload_(other.payload_) {
+    other.type_ = kNull;
+    other.payload_.word = 0;
+  }
   Value(bool b) noexcept : type_(kBool) {  // NOLINT(google-explicit-constructor)
     payload_.word = 0;
     payload_.b = b;
@@ -89,16 +94,20 @@ class Value {
     payload_.i = static_cast<int64_t>(i);
   }
   Value(double d) noexcept : type_(kFloat) { payload_.d = d; }  // NOLINT
-  Value(const std::string& s);                                   // NOLINT
-  Value(std::string&& s);                                        // NOLINT
-  Value(const char* s);                                          // NOLINT
+  Value(const std::string& s);                                  // NOLINT
+  Value(std::string&& s);                                       // NOLINT
+  Value(const char* s);                                         // NOLINT
   // A pointer must never silently become a bool.
   Value(void*) = delete;
   Value(const void*) = delete;
   // A value of the given type with empty contents (as `setType` on a null value).
   static Value of(Type t);
 
-  ~Value();
+  // Drops this value's share; the last share deletes the container. Nested containers are
+  // released through a per-thread work list, never by native recursion.
+  ~Value() {
+    if (type_ & kContainerMask) release();
+  }
 
   // Assignment
 
@@ -120,8 +129,15 @@ class Value {
   Value& operator=(void*) = delete;
   Value& operator=(const void*) = delete;
 
-  // Drops this value's container share (the tag is left unchanged). Used before overwriting.
-  void release() noexcept;
+  // Drops this value's container share (the tag is left unchanged, the pointer becomes null so a
+  // second release is harmless). Used before overwriting.
+  void release() noexcept {
+    if ((type_ & kContainerMask) && payload_.c) {
+      AbstractContainer* c = payload_.c;
+      payload_.c = nullptr;
+      if (--c->refCount == 0) destroyContainer(c, type_);
+    }
+  }
 
   // Type
 
@@ -190,6 +206,8 @@ class Value {
 
  private:
   void setInteger(int64_t i) noexcept;
+  // Deletes a container whose last share is gone; defers nested ones to the per-thread list.
+  static void destroyContainer(AbstractContainer* c, Type t) noexcept;
   AbstractContainer* container() const noexcept { return payload_.c; }
   template <typename T>
   Container<T>* containerAs() const noexcept {
