@@ -1,0 +1,95 @@
+// The reference host's output: a readable transcript, or JSON Lines for machines.
+//
+// Design note
+// -----------
+// Output comes from two kinds of threads: the main thread runs the script, and the application
+// library's threads deliver events at any moment. Every public function writes whole lines under
+// one mutex and flushes before releasing it, so an event line can fall between two lines of a
+// call but never inside one. No function here calls back into the plug-in or the stand-in
+// libraries, so holding the mutex can never wait on them.
+//
+// Text mode shows each call as a request line and an answer line, each event as it arrives,
+// and each failed expectation with its expected and actual side. Colour (ANSI) is used only
+// when the caller asks for it (stdout is a terminal and --no-color was not given).
+// JSON mode writes one compact object per line with a "kind" member: "start", "call", "event",
+// "expectation", "wait", "sleep", "tearDown", "note", "error", "summary".
+//
+// Problems with the input (the "file:line: problem" messages) go to standard error in both modes
+// and, in JSON mode, also to standard output as "error" objects.
+#ifndef ZARVO_HOST_TRANSCRIPT_H
+#define ZARVO_HOST_TRANSCRIPT_H
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "expectations.h"
+#include "script.h"
+
+namespace zarvo_host {
+
+// What a call got back from the plug-in.
+struct Answer {
+  int promise = 0;          // what the entry point returned
+  bool answered = false;    // the host library received a response during the call
+  int answeredPromise = 0;  // the identifier that response carried
+  int status = 0;
+  std::string text;
+};
+
+// Totals for the closing line.
+struct Totals {
+  long calls = 0;
+  long events = 0;
+  long passed = 0;
+  long failed = 0;
+};
+
+class Transcript {
+ public:
+  // `out` receives the transcript and `err` the problems; both must outlive the object.
+  Transcript(std::FILE* out, std::FILE* err, bool json, bool color);
+
+  // The plug-in file and application description in use.
+  void start(const std::string& plugin, const std::string& apps);
+  // A call is about to be made (text mode prints the request line now).
+  void callStarted(const Step& step);
+  // The call returned: the answer and the results of its expectations.
+  void callAnswered(const Step& step, const Answer& answer, const std::vector<CheckResult>& checks);
+  // An event arrived from the host library's event sink (any thread); `seq` counts from 1.
+  void event(long seq, const std::string& name, const std::string& text);
+  // A waitEvents step finished with `events` taken from the queue.
+  void waited(const Step& step, long long timeoutMs, const std::vector<std::string>& events,
+              const std::vector<CheckResult>& checks);
+  void slept(const Step& step);
+  // TearDown was called, by a step or (`automatic`) at the end of the session.
+  void tornDown(const Location& where, bool automatic);
+  void note(const Step& step);
+  // A problem with the input or the setup, already phrased "file:line: problem" where it has a
+  // place.
+  void problem(const std::string& message);
+  void summary(const Totals& totals);
+  // Whether this transcript writes JSON Lines.
+  bool json() const { return json_; }
+
+ private:
+  // Writes `text` (whole lines) and flushes; the caller holds `mutex_`.
+  void write(const std::string& text);
+  // `text` wrapped in the colour `code` when colour is on.
+  std::string paint(const char* code, const std::string& text) const;
+  // The failure lines of the checks that did not hold (text mode).
+  std::string failures(const Location& where, const std::vector<CheckResult>& checks) const;
+  // One "expectation" object per check (JSON mode).
+  std::string expectationLines(const Location& where, const std::vector<CheckResult>& checks) const;
+
+  std::FILE* out_;
+  std::FILE* err_;
+  bool json_;
+  bool color_;
+  std::mutex mutex_;
+};
+
+}  // namespace zarvo_host
+
+#endif  // ZARVO_HOST_TRANSCRIPT_H
