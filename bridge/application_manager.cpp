@@ -1,1 +1,121 @@
-// Placeholder: being written.
+#include "bridge/application_manager.h"
+
+#include <memory>
+#include <string>
+
+#include "fs/standard_directories.h"
+
+namespace zarvo {
+
+Application::~Application() {
+  disconnect();
+}
+
+void Application::onEvent(const std::string& /*type*/, const pocketjson::Value& /*data*/) {}
+
+void Application::onDidDisconnect() {}
+
+void Application::connect(const std::string& name, const std::string& clientName) {
+  // One handle per object: a reconnect closes the previous connection first.
+  if (handle != nullptr) {
+    disconnect();
+  }
+  handle = ZrvConnectApplication(name.c_str(), clientName.c_str());
+  // Registered whatever the outcome above, so a refused connection hands the library a null
+  // handle here; the library ignores it.
+  ZrvSetApplicationDidDisconnectCallback(handle, OnApplicationDidDisconnect, this);
+}
+
+void Application::disconnect() {
+  if (handle == nullptr) {
+    return;
+  }
+  ZrvDisconnectApplication(handle);
+  handle = nullptr;
+}
+
+void OnApplicationDidDisconnect(void* context) {
+  if (context == nullptr) {
+    return;
+  }
+  // The object keeps its handle and its registry entry: the page decides when to disconnect.
+  static_cast<Application*>(context)->onDidDisconnect();
+}
+
+}  // namespace zarvo
+
+namespace bridge {
+
+ApplicationManager& ApplicationManager::Shared() {
+  static ApplicationManager shared;
+  return shared;
+}
+
+bool ApplicationManager::connect(const std::string& name) {
+  // Re-connecting a name is a failure, not a reuse; the existing connection is left alone.
+  if (applications_.find(name) != applications_.end()) {
+    return false;
+  }
+  const std::string clientName = clientNameFromPath(fs::executable_path().text());
+
+  // Held by a unique_ptr until the map owns it, so a failed insertion still closes the connection.
+  std::unique_ptr<zarvo::Application> application(new Application(name));
+  application->connect(name, clientName);
+  if (application->handle == nullptr) {
+    return false;  // destroyed here; a null handle means no disconnect call
+  }
+  applications_.emplace(name, application.get());
+  application.release();
+  return true;
+}
+
+bool ApplicationManager::disconnect(const std::string& name) {
+  const auto entry = applications_.find(name);
+  if (entry == applications_.end()) {
+    return false;
+  }
+  // The object goes first (its destructor closes the connection), the entry second.
+  if (entry->second != nullptr) {
+    delete entry->second;
+    entry->second = nullptr;
+  }
+  applications_.erase(entry);
+  return true;
+}
+
+bool ApplicationManager::contains(const std::string& name) const {
+  return applications_.find(name) != applications_.end();
+}
+
+zarvo::Application* ApplicationManager::applicationWithName(const std::string& name) const {
+  const auto entry = applications_.find(name);
+  return entry == applications_.end() ? nullptr : entry->second;
+}
+
+void ApplicationManager::clear() {
+  // The map iterates in ascending name order, which is the order the connections close in.
+  for (auto& entry : applications_) {
+    if (entry.second != nullptr) {
+      delete entry.second;
+      entry.second = nullptr;
+    }
+  }
+  applications_.clear();
+}
+
+std::string ApplicationManager::clientNameFromPath(const std::string& executablePath) {
+  // A separator or dot at position 0 counts as not found; this is kept on purpose, so "/viewer"
+  // has no file name and ".hidden" has no extension.
+  const std::string::size_type slash = executablePath.rfind('/');
+  std::string fileName;
+  if (slash != std::string::npos && slash != 0) {
+    fileName = executablePath.substr(slash + 1);
+  }
+  const std::string::size_type dot = fileName.rfind('.');
+  if (dot == std::string::npos || dot == 0) {
+    return fileName;
+  }
+  return fileName.substr(0, dot);
+}
+
+}  // namespace bridge

@@ -1,8 +1,74 @@
 #include "bridge/zarvo_application_custom.h"
 
+#include <cstring>
+#include <string>
+
+#include "bridge/application_manager.h"
+#include "pocketjson/parser.h"
+#include "pocketjson/serializer.h"
+#include "zarvo_x64.h"
+
 namespace bridge {
 
-// Placeholder until the resource is implemented: refuses like the base.
-BridgeResult ZarvoApplicationCustom::Post(const BridgeData& data) { return BridgeTemplate::Post(data); }
+BridgeResult ZarvoApplicationCustom::Post(const BridgeData& data) {
+  const std::string name = data.parameters.get("name").toString("");
+  if (name.empty()) {
+    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
+                            "URI parameter 'name' is empty.");
+  }
+  zarvo::Application* application = ApplicationManager::Shared().applicationWithName(name);
+  if (application == nullptr) {
+    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
+                            "Application instance is not existed.");
+  }
+  const std::string type = data.body.get("type").toString("");
+  if (type.empty()) {
+    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError", "type is empty string.");
+  }
+  const pocketjson::Value& taskData = data.body.get("data");
+  const std::string target = data.body.get("target").toString("");
+
+  // An absent member is the shared null value and serializes as "null"; the result is not
+  // examined.
+  std::string taskDataText;
+  pocketjson::Serializer().serialize(taskDataText, taskData, pocketjson::Serializer::Attributes(),
+                                     -1, nullptr);
+
+  zarvo::CustomTaskResponse response;
+  if (ZrvExecuteCustomTask(application->handle, target.c_str(), type.c_str(), taskDataText.c_str(),
+                           zarvo::OnCustomTaskResponse, &response) == 0) {
+    // Unlike a bridge-cross request, nothing else is written into the record on this path.
+    response.received = false;
+  }
+  if (!response.received) {
+    throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
+                            "No response from the application.");
+  }
+
+  pocketjson::Value value;
+  value["type"] = response.type;
+  value["data"] = response.data;  // shared with the record, which is gone after the return
+  return BridgeResult::ok(value);
+}
 
 }  // namespace bridge
+
+namespace zarvo {
+
+void OnCustomTaskResponse(const char* type, const char* json, void* context) {
+  if (context == nullptr) {
+    return;
+  }
+  auto* response = static_cast<CustomTaskResponse*>(context);
+  response->received = 1;
+  // The first text is taken whole and uninterpreted.
+  response->type.assign(type, std::strlen(type));
+  // Parsed exactly as a bridge-cross answer: option 3, the value replaces `data` whatever the
+  // parse reported.
+  pocketjson::Value answer;
+  pocketjson::Parser parser;
+  parser.tryParse(answer, json, pocketjson::ParseOption(3));
+  response->data = answer;
+}
+
+}  // namespace zarvo

@@ -1,9 +1,102 @@
 #include "bridge/zarvo_application_event.h"
 
+#include <string>
+
+#include "bridge/application_manager.h"
+#include "bridge_helper.h"
+#include "pocketjson/parser.h"
+#include "pocketjson/serializer.h"
+#include "zarvo_x64.h"
+
 namespace bridge {
 
-// Placeholder until the resource is implemented: refuses like the base.
-BridgeResult ZarvoApplicationEvent::Post(const BridgeData& data) { return BridgeTemplate::Post(data); }
-BridgeResult ZarvoApplicationEvent::Delete(const BridgeData& data) { return BridgeTemplate::Delete(data); }
+namespace {
+
+// What both handlers need from a request, validated in the order of the error table.
+struct EventRequest {
+  zarvo::Application* application = nullptr;
+  std::string type;
+  std::string target;
+};
+
+EventRequest readEventRequest(const BridgeData& data) {
+  // Both parameters are read before either is checked, so a request lacking both reports the
+  // name.
+  const std::string name = data.parameters.get("name").toString("");
+  EventRequest request;
+  request.type = data.parameters.get("type").toString("");
+  if (name.empty()) {
+    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
+                            "URI parameter 'name' is empty.");
+  }
+  if (request.type.empty()) {
+    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
+                            "URI parameter 'type' is empty.");
+  }
+  request.application = ApplicationManager::Shared().applicationWithName(name);
+  if (request.application == nullptr) {
+    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
+                            "Application instance is not existed.");
+  }
+  request.target = data.body.get("target").toString("");
+  return request;
+}
+
+[[noreturn]] void throwNoResponse() {
+  throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
+                          "No response from the application.");
+}
+
+}  // namespace
+
+BridgeResult ZarvoApplicationEvent::Post(const BridgeData& data) {
+  const EventRequest request = readEventRequest(data);
+  // The application object is the context: it outlives the subscription, which the library
+  // drops when the connection is closed in the object's destructor.
+  if (ZrvRegisterEvent(request.application->handle, request.target.c_str(), request.type.c_str(),
+                       zarvo::OnEvent, request.application) == 0) {
+    throwNoResponse();
+  }
+  return BridgeResult::ok();
+}
+
+BridgeResult ZarvoApplicationEvent::Delete(const BridgeData& data) {
+  const EventRequest request = readEventRequest(data);
+  if (ZrvUnregisterEvent(request.application->handle, request.target.c_str(),
+                         request.type.c_str()) == 0) {
+    throwNoResponse();
+  }
+  return BridgeResult::ok();
+}
+
+void Application::onEvent(const std::string& type, const pocketjson::Value& data) {
+  pocketjson::Value event;
+  event["app"] = name;
+  event["type"] = type;
+  event["data"] = data;
+
+  pocketjson::Serializer::Attributes compact;
+  compact.pretty = false;
+  std::string text;
+  // The serializer's result is not consulted: whatever it wrote is dispatched.
+  pocketjson::Serializer().serialize(text, event, compact, -1, nullptr);
+  BridgeHelperDispatchEvent("zarvoEvent", text.c_str());
+}
 
 }  // namespace bridge
+
+namespace zarvo {
+
+void OnEvent(const char* type, const char* json, void* context) {
+  if (context == nullptr) {
+    return;
+  }
+  // Option 3: a trailing comma is accepted and text after the payload is ignored. A failed parse
+  // still produces an event, carrying whatever value the parser left.
+  pocketjson::Value data;
+  pocketjson::Parser parser;
+  parser.tryParse(data, json, pocketjson::ParseOption(3));
+  static_cast<Application*>(context)->onEvent(type, data);
+}
+
+}  // namespace zarvo
