@@ -2,6 +2,7 @@
 // the plug-in, and runs the chosen steps through a Session; see `zarvo_host --help`.
 //
 // Exit status: 0 every expectation held, 1 some failed, 2 usage or input error.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -40,6 +41,12 @@ bool collectSteps(const Options& options, std::vector<Step>* steps, Transcript& 
     std::ifstream in(options.script, std::ios::in | std::ios::binary);
     if (!in) {
       transcript.problem(options.script + ": cannot open the script: " + std::strerror(errno));
+      return false;
+    }
+    // A directory opens like a file but reads as nothing; say so instead of running no steps.
+    struct stat info;
+    if (stat(options.script.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+      transcript.problem(options.script + ": cannot read the script: " + std::strerror(EISDIR));
       return false;
     }
     *steps = readScript(in, options.script, &problems);
@@ -94,7 +101,7 @@ int run(const Options& options) {
   Session session(plugin, transcript, options.timeoutMs);
   session.attach();
   Location last{"<end>", 0};
-  bool inputProblems = false;
+  long badLines = 0;
   if (options.mode == Mode::kInteractive) {
     if (isatty(STDIN_FILENO) == 1) {
       std::fputs("Reading steps from standard input, one JSON object per line; end with Ctrl-D.\n",
@@ -113,7 +120,7 @@ int run(const Options& options) {
           break;
         case LineKind::kError:
           transcript.problem(where.text() + ": " + problem);
-          inputProblems = true;
+          ++badLines;
           break;
       }
     }
@@ -123,9 +130,10 @@ int run(const Options& options) {
     if (!steps.empty()) last = steps.back().where;
   }
   session.finish(last);
-  const Totals totals = session.totals();
+  Totals totals = session.totals();
+  totals.badLines = badLines;
   transcript.summary(totals);
-  if (inputProblems) return kExitInput;
+  if (badLines > 0) return kExitInput;
   return totals.failed == 0 ? kExitOk : kExitFailed;
 }
 

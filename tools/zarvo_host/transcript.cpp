@@ -153,6 +153,10 @@ void Transcript::event(long seq, const std::string& name, const std::string& tex
     o["seq"] = seq;
     o["name"] = name;
     o["text"] = text;
+    // The parsed event too, so a reader need not parse a string inside a line.
+    Value parsed;
+    std::string error;
+    if (parseJson(text, &parsed, &error)) o["event"] = parsed;
     out = line(o);
   } else {
     out = paint(kCyan, "  event " + std::to_string(seq) + " " + name) + " " + oneLine(text) + "\n";
@@ -247,7 +251,7 @@ void Transcript::problem(const std::string& message) {
 
 void Transcript::summary(const Totals& totals) {
   std::string text;
-  const bool ok = totals.failed == 0;
+  const bool ok = totals.failed == 0 && totals.badLines == 0;
   if (json_) {
     Value o;
     o["kind"] = "summary";
@@ -255,14 +259,19 @@ void Transcript::summary(const Totals& totals) {
     o["events"] = totals.events;
     o["passed"] = totals.passed;
     o["failed"] = totals.failed;
+    o["badLines"] = totals.badLines;
     o["ok"] = ok;
     text = line(o);
   } else {
     text = "\n" + std::to_string(totals.calls) + " calls, " + std::to_string(totals.events) +
            " events, " + std::to_string(totals.passed + totals.failed) +
            " expectations: " + std::to_string(totals.passed) + " held, " +
-           std::to_string(totals.failed) + " failed  " +
-           paint(ok ? kGreen : kRed, ok ? "PASS" : "FAIL") + "\n";
+           std::to_string(totals.failed) + " failed";
+    if (totals.badLines > 0) {
+      text += ", " + std::to_string(totals.badLines) +
+              (totals.badLines == 1 ? " bad input line" : " bad input lines");
+    }
+    text += "  " + paint(ok ? kGreen : kRed, ok ? "PASS" : "FAIL") + "\n";
   }
   std::lock_guard<std::mutex> lock(mutex_);
   write(text);

@@ -44,6 +44,7 @@ struct Totals {
   long events = 0;
   long passed = 0;
   long failed = 0;
+  long badLines = 0;  // input lines that were reported and skipped (interactive mode)
 };
 
 class Transcript {
