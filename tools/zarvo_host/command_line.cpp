@@ -60,7 +60,7 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
     } else if (arg == "--no-color") {
       o.color = 0;
     } else if (arg == "--color") {
-      o.color = 1;
+      if (o.color != 0) o.color = 1;  // --no-color wins whatever the order
     } else if (arg == "-i" || arg == "--interactive") {
       interactive = true;
     } else if (named("--plugin")) {
@@ -153,7 +153,7 @@ std::string helpText() {
       ")\n"
       "  --json          JSON Lines output: one object per call, event, expectation, ...\n"
       "  --no-color      no colour (colour is used only when stdout is a terminal and\n"
-      "                  NO_COLOR is unset); --color forces it\n"
+      "                  NO_COLOR is unset); --color forces it, --no-color wins\n"
       "  --timeout MS    default timeout of waitEvents steps (default 2000)\n"
       "  -h, --help      this text\n"
       "\n"
