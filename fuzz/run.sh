@@ -34,7 +34,28 @@ fi
 
 work=$here/corpus-work/$target
 mkdir -p "$work/corpus" "$work/artifacts"
-"$here/seed.sh" "$target" "$work/seeds"
+case $target in
+  fuzz_json_*) "$here/seed.sh" "$target" "$work/seeds" ;;
+  *)
+    # Any other target keeps its seeds in fuzz/<group>/seeds/<target>/; the group's seed.sh, when
+    # there is one, assembles them (adding inputs made from the shared data), else they are copied.
+    group=
+    for dir in "$here"/*/seeds/"$target"; do
+      if [ -d "$dir" ]; then group=$(dirname "$(dirname "$dir")"); fi
+    done
+    if [ -z "$group" ]; then
+      echo "run.sh: no seeds folder fuzz/*/seeds/$target" >&2
+      exit 2
+    fi
+    if [ -x "$group/seed.sh" ]; then
+      "$group/seed.sh" "$target" "$work/seeds"
+    else
+      rm -rf "$work/seeds"
+      mkdir -p "$work/seeds"
+      cp "$group/seeds/$target"/* "$work/seeds/"
+    fi
+    ;;
+esac
 
 # Stop at the first sanitizer report, with a stack trace.
 export ASAN_OPTIONS=${ASAN_OPTIONS:-abort_on_error=1:detect_leaks=1:symbolize=1}
