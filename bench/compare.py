@@ -80,14 +80,20 @@ def main(argv):
     widths = [max(len(str(cell)) for cell in column) for column in zip(header, *rows)]
 
     def line(cells):
-        return "| " + " | ".join(str(c).rjust(w) for c, w in zip(cells, widths)) + " |"
+        padded = [str(c).ljust(w) if i < 2 else str(c).rjust(w)
+                  for i, (c, w) in enumerate(zip(cells, widths))]
+        return "| " + " | ".join(padded) + " |"
 
     print(line(header))
-    print("|" + "|".join("-" * (w + 1) + ":" for w in widths) + "|")
+    print("|" + "|".join(("-" * (w + 2)) if i < 2 else ("-" * (w + 1) + ":")
+                         for i, w in enumerate(widths)) + "|")
     for row in rows:
         print(line(row))
     return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv))
+    try:
+        sys.exit(main(sys.argv))
+    except BrokenPipeError:
+        sys.exit(1)
