@@ -1,0 +1,295 @@
+// The simulator's event threads: queues of deliveries, timers of timed events, and the delivery
+// of event and did-disconnect callbacks under the no-callback-after-disconnect guarantee.
+#include <algorithm>
+#include <cstdlib>
+
+#include "simulator.h"
+
+namespace zarvo_sim {
+
+namespace {
+
+// The worker whose loop runs on this thread, or null on any other thread.
+thread_local const void* tCurrentWorker = nullptr;
+
+void stopAtExit() {
+  Simulator::instance().shutdown();
+}
+
+}  // namespace
+
+Simulator::Worker* Simulator::workerFor(unsigned long handle) {
+  if (shutDown_ || restructuring_ > 0) return nullptr;
+  if (workers_.empty()) {
+    if (!atExitInstalled_) {
+      // Installed when the first worker starts, so it runs before the static destructors of
+      // everything created earlier (the plug-in's registry, the host's sinks): no event reaches
+      // them while they are being destroyed.
+      atExitInstalled_ = std::atexit(&stopAtExit) == 0;
+    }
+    for (int i = 0; i < threadCount_; ++i) {
+      auto worker = std::make_shared<Worker>();
+      worker->thread = std::thread([this, worker] { run(worker); });
+      workers_.push_back(std::move(worker));
+    }
+  }
+  const size_t index = handle == 0 ? 0 : (handle - 1) % workers_.size();
+  return workers_[index].get();
+}
+
+void Simulator::enqueue(Task task) {
+  ++pendingTasks_;
+  if (restructuring_ > 0 && !shutDown_) {
+    heldTasks_.push_back(std::move(task));
+    return;
+  }
+  Worker* worker = workerFor(task.handle);
+  if (worker == nullptr) {
+    finishTask(task, 0);  // shut down: nothing is delivered any more
+    return;
+  }
+  worker->queue.push_back(std::move(task));
+  worker->wake.notify_one();
+}
+
+void Simulator::addTimer(Timer timer) {
+  if (restructuring_ > 0 && !shutDown_) {
+    heldTimers_.push_back(std::move(timer));
+    return;
+  }
+  Worker* worker = workerFor(timer.handle);
+  if (worker == nullptr) return;
+  worker->timers.push_back(std::move(timer));
+  std::push_heap(worker->timers.begin(), worker->timers.end(), TimerLater());
+  worker->wake.notify_one();
+}
+
+void Simulator::finishTask(const Task& task, int count) {
+  --pendingTasks_;
+  if (task.completion) {
+    task.completion->done = true;
+    task.completion->count = count;
+  }
+  changed_.notify_all();
+}
+
+int Simulator::raise(Task task) {
+  Lock lock(mutex_);
+  if (shutDown_) return 0;
+  if (tCurrentWorker != nullptr) {
+    // Raised from inside a callback on an event thread: waiting for a worker could wait for this
+    // very thread, so the delivery is made here, which is an event thread too.
+    return runTask(task, lock);
+  }
+  auto completion = std::make_shared<Completion>();
+  task.completion = completion;
+  enqueue(std::move(task));
+  changed_.wait(lock, [&completion] { return completion->done; });
+  return completion->count;
+}
+
+int Simulator::raiseEvent(unsigned long handle, const std::string& type, const std::string& json,
+                          bool nullContext) {
+  Task task;
+  task.kind = Task::kEvent;
+  task.handle = handle;
+  task.type = type;
+  task.json = json;
+  task.nullContext = nullContext;
+  return raise(std::move(task));
+}
+
+int Simulator::raiseDidDisconnect(unsigned long handle, bool nullContext) {
+  Task task;
+  task.kind = Task::kDidDisconnect;
+  task.handle = handle;
+  task.nullContext = nullContext;
+  return raise(std::move(task));
+}
+
+void Simulator::postEvent(unsigned long handle, const std::string& type, const std::string& json) {
+  Lock lock(mutex_);
+  Task task;
+  task.kind = Task::kEvent;
+  task.handle = handle;
+  task.type = type;
+  task.json = json;
+  enqueue(std::move(task));
+}
+
+void Simulator::flush() {
+  Lock lock(mutex_);
+  // An event thread cannot wait for the queue it is itself working through.
+  if (tCurrentWorker != nullptr) return;
+  changed_.wait(lock, [this] { return pendingTasks_ == 0; });
+}
+
+void Simulator::run(const std::shared_ptr<Worker>& worker) {
+  Lock lock(mutex_);
+  tCurrentWorker = worker.get();
+  while (!worker->stop) {
+    if (!worker->queue.empty()) {
+      Task task = std::move(worker->queue.front());
+      worker->queue.pop_front();
+      const int count = runTask(task, lock);
+      finishTask(task, count);
+      continue;
+    }
+    if (!worker->timers.empty()) {
+      const Clock::time_point due = worker->timers.front().due;
+      if (Clock::now() >= due) {
+        std::pop_heap(worker->timers.begin(), worker->timers.end(), TimerLater());
+        Timer timer = std::move(worker->timers.back());
+        worker->timers.pop_back();
+        runTimer(*worker, std::move(timer), lock);
+      } else {
+        worker->wake.wait_until(lock, due);
+      }
+      continue;
+    }
+    worker->wake.wait(lock);
+  }
+  tCurrentWorker = nullptr;
+}
+
+int Simulator::runTask(const Task& task, Lock& lock) {
+  Connection* connection = openConnection(task.handle);
+  if (connection == nullptr) return 0;
+  if (task.kind == Task::kDidDisconnect) {
+    ZrvDidDisconnectCallback callback = connection->didDisconnect;
+    if (callback == nullptr) return 0;
+    void* context = task.nullContext ? nullptr : connection->didDisconnectContext;
+    connection->delivering.push_back(std::this_thread::get_id());
+    lock.unlock();
+    callback(context);
+    lock.lock();
+    endDelivery(task.handle);
+    return 1;
+  }
+  std::vector<unsigned long long> ids;
+  for (const Subscription& subscription : connection->subscriptions) {
+    if (subscription.type == task.type) ids.push_back(subscription.id);
+  }
+  return deliverEvent(task.handle, ids, task.type, task.json, task.nullContext, lock);
+}
+
+void Simulator::runTimer(Worker& worker, Timer timer, Lock& lock) {
+  const unsigned long long generation = generation_;
+  Connection* connection = openConnection(timer.handle);
+  if (connection == nullptr || findSubscription(*connection, timer.subscription) == nullptr) {
+    return;  // unsubscribed or disconnected: the timer lapses
+  }
+  const std::vector<std::string>& payloads = timer.spec->payloads;
+  const std::string& payload = payloads[timer.nextPayload % payloads.size()];
+  deliverEvent(timer.handle, {timer.subscription}, timer.spec->type, payload, false, lock);
+  if (generation != generation_) return;
+  if (timer.remaining > 0) --timer.remaining;
+  if (timer.remaining == 0) return;
+  timer.nextPayload = (timer.nextPayload + 1) % payloads.size();
+  // Fixed rate from the moment of subscription; a late worker catches up without drifting.
+  timer.due += std::chrono::milliseconds(timer.spec->intervalMs);
+  timer.order = nextTimerOrder_++;
+  worker.timers.push_back(std::move(timer));
+  std::push_heap(worker.timers.begin(), worker.timers.end(), TimerLater());
+}
+
+int Simulator::deliverEvent(unsigned long handle, const std::vector<unsigned long long>& ids,
+                            const std::string& type, const std::string& json, bool nullContext,
+                            Lock& lock) {
+  const unsigned long long generation = generation_;
+  int made = 0;
+  for (unsigned long long id : ids) {
+    // Re-checked before every callback: the lock was released during the previous one, and a
+    // disconnect, unsubscription or reset may have happened meanwhile.
+    if (generation != generation_) break;
+    Connection* connection = openConnection(handle);
+    if (connection == nullptr) break;
+    const Subscription* subscription = findSubscription(*connection, id);
+    if (subscription == nullptr) continue;
+    ZrvEventCallback callback = subscription->callback;
+    void* context = nullContext ? nullptr : subscription->context;
+    connection->delivering.push_back(std::this_thread::get_id());
+    ++eventCallbacks_;
+    lock.unlock();
+    callback(type.c_str(), json.c_str(), context);
+    lock.lock();
+    endDelivery(handle);
+    ++made;
+  }
+  return made;
+}
+
+void Simulator::endDelivery(unsigned long handle) {
+  if (Connection* connection = findConnection(handle)) {
+    auto& delivering = connection->delivering;
+    auto it = std::find(delivering.begin(), delivering.end(), std::this_thread::get_id());
+    if (it != delivering.end()) delivering.erase(it);
+  }
+  changed_.notify_all();
+}
+
+void Simulator::stopWorkers(Lock& lock, bool keep) {
+  std::vector<std::shared_ptr<Worker>> stopping;
+  stopping.swap(workers_);
+  ++restructuring_;
+  for (const auto& worker : stopping) {
+    worker->stop = true;
+    worker->wake.notify_all();
+  }
+  lock.unlock();
+  for (const auto& worker : stopping) {
+    if (worker->thread.get_id() == std::this_thread::get_id()) {
+      // Stopped from inside one of its own callbacks: it ends by itself once that returns.
+      worker->thread.detach();
+    } else if (worker->thread.joinable()) {
+      worker->thread.join();
+    }
+  }
+  lock.lock();
+  --restructuring_;
+  std::deque<Task> tasks;
+  std::vector<Timer> timers;
+  for (const auto& worker : stopping) {
+    for (Task& task : worker->queue) tasks.push_back(std::move(task));
+    worker->queue.clear();
+    for (Timer& timer : worker->timers) timers.push_back(std::move(timer));
+    worker->timers.clear();
+  }
+  if (restructuring_ == 0) {
+    for (Task& task : heldTasks_) tasks.push_back(std::move(task));
+    heldTasks_.clear();
+    for (Timer& timer : heldTimers_) timers.push_back(std::move(timer));
+    heldTimers_.clear();
+  }
+  for (Task& task : tasks) {
+    if (keep && !shutDown_) {
+      --pendingTasks_;  // counted again by enqueue
+      enqueue(std::move(task));
+    } else {
+      finishTask(task, 0);
+    }
+  }
+  if (keep && !shutDown_) {
+    for (Timer& timer : timers) addTimer(std::move(timer));
+  }
+}
+
+void Simulator::setEventThreadCount(int count) {
+  Lock lock(mutex_);
+  const int clamped = std::max(1, std::min(count, 64));
+  if (clamped == threadCount_) return;
+  threadCount_ = clamped;
+  // Running workers are replaced; their pending deliveries and timers move to the new ones.
+  if (!workers_.empty()) stopWorkers(lock, true);
+}
+
+void Simulator::shutdown() {
+  Lock lock(mutex_);
+  if (shutDown_) return;
+  shutDown_ = true;
+  ++generation_;
+  stopWorkers(lock, false);
+  changed_.notify_all();
+}
+
+}  // namespace zarvo_sim
