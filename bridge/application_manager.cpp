@@ -65,7 +65,7 @@ bool ApplicationManager::connect(const std::string& name) {
     return false;  // destroyed here; a null handle means no disconnect call
   }
   applications_.emplace(name, application.get());
-  application.release();
+  static_cast<void>(application.release());  // the map owns it now
   return true;
 }
 

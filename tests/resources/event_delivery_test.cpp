@@ -34,6 +34,7 @@ class EventDelivery : public ResourceTest {
 
   static std::vector<std::string> texts(const std::vector<Event>& events) {
     std::vector<std::string> result;
+    result.reserve(events.size());
     for (const Event& e : events) result.push_back(e.text);
     return result;
   }

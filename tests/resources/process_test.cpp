@@ -86,6 +86,7 @@ class ChildProcess : public ::testing::Test {
                           (asanOptions != nullptr ? std::string(asanOptions) + ":" : "") +
                           "detect_leaks=0");
     std::vector<char*> envp;
+    envp.reserve(environment.size() + 1);
     for (std::string& entry : environment) envp.push_back(entry.data());
     envp.push_back(nullptr);
     std::string program = executable.string();
@@ -109,7 +110,7 @@ class ChildProcess : public ::testing::Test {
 
   // This test executable copied into the temporary directory as `name`.
   stdfs::path copyOfSelf(const std::string& name) {
-    const stdfs::path copy = directory_ / name;
+    stdfs::path copy = directory_ / name;
     stdfs::copy_file("/proc/self/exe", copy);
     stdfs::permissions(copy, stdfs::perms::owner_all);
     return copy;
