@@ -76,7 +76,8 @@ class Application : public zarvo::Application {
   explicit Application(const std::string& applicationName) : name(applicationName) {}
 
   // Dispatches the script event "zarvoEvent" with the compact text
-  // {"app":name,"data":data,"type":type} to the host, on the calling thread.
+  // {"app":name,"data":data,"type":type} to the host, on the calling thread. Defined with the
+  // event resource (zarvo_application_event.cpp), beside zarvo::OnEvent.
   void onEvent(const std::string& type, const pocketjson::Value& data) override;
 
   std::string name;  //!< the registry key; written as "app" into every event
