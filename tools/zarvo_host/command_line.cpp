@@ -51,8 +51,12 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
     auto named = [&](const std::string& name) {
       return arg == name || arg.compare(0, name.size() + 1, name + "=") == 0;
     };
-    if (!positional.empty() && positional.front() == "call") {
-      positional.push_back(arg);  // after "call" every word is the call's, even "-x"
+    // After "call" every word belongs to the call, even one that starts with '-'.
+    const bool callWord = !positional.empty() && positional.front() == "call";
+    if (!callWord && (arg == "-" || arg == "-i" || arg == "--interactive")) {
+      interactive = true;
+    } else if (callWord || arg.empty() || arg[0] != '-') {
+      positional.push_back(arg);
     } else if (arg == "-h" || arg == "--help") {
       help = true;
     } else if (arg == "--json") {
@@ -61,8 +65,6 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
       o.color = 0;
     } else if (arg == "--color") {
       if (o.color != 0) o.color = 1;  // --no-color wins whatever the order
-    } else if (arg == "-i" || arg == "--interactive") {
-      interactive = true;
     } else if (named("--plugin")) {
       if (!value("--plugin", &o.plugin)) return false;
     } else if (named("--apps")) {
@@ -79,13 +81,9 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
       std::string step;
       if (!value(arg == "-e" ? "-e" : "--step", &step)) return false;
       o.steps.push_back(step);
-    } else if (arg == "-") {
-      interactive = true;
-    } else if (arg.size() > 1 && arg[0] == '-') {
+    } else {
       *problem = "unknown option '" + arg + "'";
       return false;
-    } else {
-      positional.push_back(arg);
     }
   }
   if (help) {
