@@ -20,7 +20,7 @@ const char Serializer::kHexDigits[17] = "0123456789abcdef";
 
 bool Serializer::serialize(std::string& out, const Value& value, const Attributes& attributes,
                            const int& depth, std::string* error) const {
-  detail::StringSink sink{out};
+  detail::StringSink sink(out);
   return detail::writeTree(sink, value, attributes, depth, error);
 }
 

@@ -37,11 +37,33 @@ struct IteratorSink {
   }
 };
 
-// Sink appending to a string in runs.
-struct StringSink {
-  std::string& out;
-  void put(char c) { out.push_back(c); }
-  void write(const char* p, size_t n) { out.append(p, n); }
+// Sink appending to a string: writes go straight into the string's own buffer, which grows
+// geometrically; the destructor trims the string to the bytes written (also when unwinding).
+class StringSink {
+ public:
+  explicit StringSink(std::string& out) : out_(out), length_(out.size()) {}
+  StringSink(const StringSink&) = delete;
+  StringSink& operator=(const StringSink&) = delete;
+  ~StringSink() { out_.resize(length_); }
+
+  void put(char c) {
+    if (length_ == out_.size()) grow(1);
+    out_[length_++] = c;
+  }
+  void write(const char* p, size_t n) {
+    if (out_.size() - length_ < n) grow(n);
+    std::memcpy(&out_[length_], p, n);
+    length_ += n;
+  }
+
+ private:
+  void grow(size_t n) {
+    const size_t doubled = out_.size() * 2;
+    out_.resize(doubled > length_ + n + 64 ? doubled : length_ + n + 64);
+  }
+
+  std::string& out_;
+  size_t length_;  // bytes of `out_` that hold text; the rest is spare room
 };
 
 // Writes `s` quoted and escaped; runs of bytes that need no escape are written in one piece.
@@ -219,7 +241,7 @@ struct BackInserterAccess : std::back_insert_iterator<std::string> {
 template <typename OutputIterator, typename Function>
 auto withSink(OutputIterator& out, Function&& function) {
   if constexpr (std::is_same<OutputIterator, std::back_insert_iterator<std::string>>::value) {
-    StringSink sink{BackInserterAccess::target(out)};
+    StringSink sink(BackInserterAccess::target(out));
     return function(sink);
   } else {
     IteratorSink<OutputIterator> sink{out};

@@ -421,8 +421,139 @@ size_t formatInteger(char* buf, int64_t v) noexcept {
   return static_cast<size_t>(r.ptr - buf);
 }
 
+namespace {
+
+__extension__ typedef unsigned __int128 Uint128;  // GCC and Clang on x86-64
+
+// 5^0 .. 5^32: all below 2^75, so a 53-bit significand times any of them fits in 128 bits.
+struct PowersOfFive {
+  Uint128 value[33];
+  constexpr PowersOfFive() : value() {
+    Uint128 p = 1;
+    for (int i = 0; i <= 32; ++i) {
+      value[i] = p;
+      p *= 5;
+    }
+  }
+};
+constexpr PowersOfFive kPowersOfFive;
+
+constexpr uint64_t kTen16 = 10000000000000000ull;
+constexpr uint64_t kTen17 = 100000000000000000ull;
+
+// floor(a / b) for b > 0.
+constexpr int floorDiv(int a, int b) {
+  return a >= 0 ? a / b : -((-a + b - 1) / b);
+}
+
+// The 17 significant decimal digits of a positive normal double, correctly rounded (to nearest,
+// ties to even) from its exact binary value, as the integer `digits` in [1e16, 1e17) and the
+// decimal exponent of the first digit. Exact integer arithmetic: v = m * 2^e, and
+// v * 10^q = m * 5^q * 2^(e+q) with q = 16 - exponent in [0, 32]. Returns false outside that
+// range (about 1e-16 .. 1e17) and for subnormals; the caller then takes the general path.
+bool seventeenDigits(uint64_t bits, uint64_t& digits, int& exponent) noexcept {
+  const int biased = static_cast<int>((bits >> 52) & 0x7FF);
+  if (biased == 0) return false;
+  const uint64_t m = (bits & ((uint64_t{1} << 52) - 1)) | (uint64_t{1} << 52);
+  const int e = biased - 1075;
+  // floor(log10(2^(biased-1023))) is the exponent or one below it.
+  int k = floorDiv((biased - 1023) * 78913, 1 << 18);
+  for (int attempt = 0; attempt < 2; ++attempt, ++k) {
+    const int q = 16 - k;
+    if (q < 0 || q > 32) return false;
+    const Uint128 n = static_cast<Uint128>(m) * kPowersOfFive.value[q];
+    const int s = e + q;
+    Uint128 whole;
+    bool roundUp = false;
+    if (s >= 0) {
+      if (s >= 64 || (n >> (64 - s)) != 0) return false;
+      whole = n << s;
+    } else {
+      const int t = -s;
+      if (t >= 128) return false;
+      whole = n >> t;
+      const Uint128 rest = n & ((Uint128{1} << t) - 1);
+      const Uint128 half = Uint128{1} << (t - 1);
+      roundUp = rest > half || (rest == half && (whole & 1) != 0);
+    }
+    if (whole >= kTen17) continue;     // the exponent is one higher
+    if (whole < kTen16) return false;  // cannot happen for the estimate; stay safe
+    uint64_t d = static_cast<uint64_t>(whole) + (roundUp ? 1 : 0);
+    if (d == kTen17) {
+      d = kTen16;
+      ++k;
+    }
+    digits = d;
+    exponent = k;
+    return true;
+  }
+  return false;
+}
+
+// Lays out 17 significant digits as "%.17g" does: fixed notation for exponents -4 .. 16,
+// otherwise d.ddde+XX; trailing zeros of the fraction and a bare point removed.
+size_t layoutSeventeen(char* buf, bool negative, uint64_t value, int exponent) noexcept {
+  char d[17];
+  for (int i = 16; i >= 0; --i) {
+    d[i] = static_cast<char>('0' + value % 10);
+    value /= 10;
+  }
+  int n = 17;
+  while (n > 1 && d[n - 1] == '0') --n;
+  char* p = buf;
+  if (negative) *p++ = '-';
+  if (exponent < -4 || exponent >= 17) {
+    *p++ = d[0];
+    if (n > 1) {
+      *p++ = '.';
+      std::memcpy(p, d + 1, static_cast<size_t>(n - 1));
+      p += n - 1;
+    }
+    *p++ = 'e';
+    int x = exponent;
+    if (x < 0) {
+      *p++ = '-';
+      x = -x;
+    } else {
+      *p++ = '+';
+    }
+    if (x >= 100) *p++ = static_cast<char>('0' + x / 100);
+    *p++ = static_cast<char>('0' + (x / 10) % 10);
+    *p++ = static_cast<char>('0' + x % 10);
+  } else if (exponent >= 0) {
+    const int whole = exponent + 1;
+    if (n <= whole) {
+      std::memcpy(p, d, static_cast<size_t>(n));
+      p += n;
+      for (int i = n; i < whole; ++i) *p++ = '0';
+    } else {
+      std::memcpy(p, d, static_cast<size_t>(whole));
+      p += whole;
+      *p++ = '.';
+      std::memcpy(p, d + whole, static_cast<size_t>(n - whole));
+      p += n - whole;
+    }
+  } else {
+    *p++ = '0';
+    *p++ = '.';
+    for (int i = -1; i > exponent; --i) *p++ = '0';
+    std::memcpy(p, d, static_cast<size_t>(n));
+    p += n;
+  }
+  return static_cast<size_t>(p - buf);
+}
+
+}  // namespace
+
 size_t formatDouble(char* buf, double v, const NumberLocale& locale) noexcept {
   if (locale.fast) {
+    uint64_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    uint64_t digits;
+    int exponent;
+    if (seventeenDigits(bits & ~(uint64_t{1} << 63), digits, exponent)) {
+      return layoutSeventeen(buf, (bits >> 63) != 0, digits, exponent);
+    }
     auto r = std::to_chars(buf, buf + kNumberBufferSize - 1, v, std::chars_format::general, 17);
     if (r.ec == std::errc()) return static_cast<size_t>(r.ptr - buf);
   }

@@ -178,6 +178,46 @@ TEST(Numbers, DoubleTextMatchesPrintfForRandomDoubles) {
   }
 }
 
+TEST(Numbers, DoubleTextMatchesPrintfAcrossDecimalExponents) {
+  // Every decimal exponent from 1e-30 to 1e30, random significands, both signs.
+  std::mt19937_64 random(7);
+  std::uniform_real_distribution<double> unit(1.0, 10.0);
+  for (int exponent = -30; exponent <= 30; ++exponent) {
+    for (int i = 0; i < 5000; ++i) {
+      double d = unit(random) * std::pow(10.0, exponent);
+      if (i % 2) d = -d;
+      ASSERT_EQ(pjtest::compact(Value(d)), printfText(d)) << exponent;
+    }
+  }
+  // Neighbours of powers of ten and of the boundaries between fixed and exponent notation.
+  for (int exponent = -20; exponent <= 20; ++exponent) {
+    const double p = std::pow(10.0, exponent);
+    double d = p;
+    for (int step = 0; step < 50; ++step) d = std::nextafter(d, 0.0);
+    for (int step = 0; step < 100; ++step) {
+      ASSERT_EQ(pjtest::compact(Value(d)), printfText(d));
+      d = std::nextafter(d, 1e300);
+    }
+  }
+}
+
+TEST(Numbers, DoubleTextRoundsTiesToEvenLikePrintf) {
+  // m / 2^j with an 18th significant digit of exactly 5: the 17-digit rounding is a tie.
+  int ties = 0;
+  for (uint64_t m = 4000000000000001ull; m < 4000000000000001ull + 20000; m += 2) {
+    for (int j = 1; j <= 3; ++j) {
+      const double d = static_cast<double>(m) / static_cast<double>(1 << j);
+      const std::string expected = printfText(d);
+      ASSERT_EQ(pjtest::compact(Value(d)), expected);
+      ASSERT_EQ(Value(d).toString(""), expected);
+      ++ties;
+    }
+  }
+  EXPECT_EQ(pjtest::compact(Value(1000000000000000.25)), "1000000000000000.2");
+  EXPECT_EQ(pjtest::compact(Value(1000000000000000.75)), "1000000000000000.8");
+  EXPECT_GT(ties, 0);
+}
+
 TEST(Numbers, ParsedDoublesMatchStrtodForRandomTexts) {
   std::mt19937_64 random(99);
   for (int i = 0; i < 200000; ++i) {
