@@ -63,12 +63,13 @@ else
 fi
 
 # 000: all modes; 001, 002, 003: the option bits; 004, 064, 364: cancelling event handler at
-# event 1, 4 and 16; 010: document mode with a handler; 014, 034: parsing into an existing
-# object or array.
+# event 1, 4 and 16; 010: parse_value with a handler in document mode; 030, 130: the entry
+# point matching the first byte in document and event mode; 050: parse_hex; 014, 034: parsing
+# into an existing object or array.
 for f in "$here"/json/seeds/*; do
   [ -f "$f" ] || continue
   name=$(basename "$f")
-  for c in 000 001 002 003 004 064 364 010 014 034; do
+  for c in 000 001 002 003 004 064 364 010 030 130 050 014 034; do
     with_control "$c" "$f" "seed_${c}_$name"
     count=$((count + 1))
   done

@@ -10,8 +10,9 @@
 //                   exactly as the document does;
 //                1  event mode with a handler that cancels at event number (bits 4..7) + 1;
 //                   a cancelled parse must fail with the cancellation message;
-//                2  document mode through parse_value with a handler attached (the onKey /
-//                   onEndArray / onEndObject calls of document mode), no top-level checks;
+//                2  the value-level entry points (parse_value with a handler in document mode,
+//                   parse_array / parse_object / parse_string / parse_number / parse_hex),
+//                   chosen by bits 4..6 (see valueLevel), without the top-level checks;
 //                3  document mode into a value that already holds an array or object, which the
 //                   parser extends instead of replacing.
 // Every mode also runs the document-mode round trip: for any text that parses, the compact text
@@ -21,6 +22,7 @@
 //
 // Nothing here recurses in proportion to nesting depth: the event-side rebuild uses an explicit
 // stack, like the library itself. The target owns no state across inputs.
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -283,6 +285,8 @@ void allModes(const std::string& text, const ParseOption& option) {
   check(documentOk == validOk, "document and validation mode disagree on success");
   check(documentParser.error() == eventParser.error(), "document and event messages differ");
   check(documentParser.error() == validator.error(), "document and validation messages differ");
+  check(documentOk || !documentParser.error().empty() || text.find("\\u") != std::string::npos,
+        "a failure without a message (only a lone low surrogate may do that)");
 
   if (documentOk) {
     roundTrip(document);
@@ -306,14 +310,53 @@ void cancellingEvents(const std::string& text, const ParseOption& option, size_t
   (void)handler.finish();
 }
 
-void documentWithHandler(const std::string& text, const ParseOption& option) {
+// The value-level entry points, each called only where its entry condition holds. Bits 4..5 of
+// the control byte pick the entry: 0 parse_value (document mode with a handler, so only onKey,
+// onEndArray and onEndObject may arrive); 1 the function that matches the first byte
+// (parse_array, parse_object, parse_string or parse_number), with the event handler when bit 6
+// is set and in document mode otherwise; 2 and 3 parse_hex.
+void valueLevel(const std::string& text, const ParseOption& option, unsigned entry, bool events) {
   Value value;
-  DocumentModeHandler handler;
+  DocumentModeHandler documentHandler;
+  RebuildingHandler eventHandler;
   Parser parser;
   Parser::TextIterator iterator(text.begin(), text.end());
-  const bool ok = parser.parse_value(&value, &handler, iterator, option);
+  bool ok = false;
+  if (entry == 0) {
+    ok = parser.parse_value(&value, &documentHandler, iterator, option);
+  } else if (entry == 1) {
+    if (text.empty()) return;
+    Value* out = events ? nullptr : &value;
+    pocketjson::AbstractParseHandler* handler =
+        events ? static_cast<pocketjson::AbstractParseHandler*>(&eventHandler) : &documentHandler;
+    const char first = text[0];
+    if (first == '[') {
+      ok = parser.parse_array(out, handler, iterator, option);
+    } else if (first == '{') {
+      ok = parser.parse_object(out, handler, iterator, option);
+    } else if (first == '"') {
+      std::string decoded;
+      ok = parser.parse_string(decoded, iterator);
+      if (ok) value = decoded;
+    } else if (first == '-' || (first >= '0' && first <= '9')) {
+      ok = parser.parse_number(out, events ? handler : nullptr, iterator);
+    } else {
+      return;
+    }
+  } else {
+    unsigned short unit = 0;
+    ok = parser.parse_hex(unit, iterator);
+    check(ok == (text.size() >= 4 && std::isxdigit(static_cast<unsigned char>(text[0])) &&
+                 std::isxdigit(static_cast<unsigned char>(text[1])) &&
+                 std::isxdigit(static_cast<unsigned char>(text[2])) &&
+                 std::isxdigit(static_cast<unsigned char>(text[3]))),
+          "parse_hex disagrees with the four-digit rule");
+  }
   check(iterator.current >= text.begin() && iterator.current <= text.end(),
         "iterator left the input");
+  check(ok || !parser.error().empty() || text.find("\\u") != std::string::npos,
+        "a failure without a message (only a lone low surrogate may do that)");
+  if (events) value = eventHandler.finish();
   if (!ok) return;
   bool serialized = false;
   const std::string text2 = compact(value, &serialized);
@@ -352,7 +395,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       cancellingEvents(text, option, static_cast<size_t>(control >> 4) + 1);
       break;
     case 2:
-      documentWithHandler(text, option);
+      valueLevel(text, option, (control >> 4) & 3, (control & 0x40) != 0);
       break;
     default:
       intoExistingValue(text, option, (control & 0x10) != 0);
