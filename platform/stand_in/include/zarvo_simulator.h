@@ -7,15 +7,36 @@
  *   - event and did-disconnect callbacks run on the simulator's own event thread(s), never on the
  *     caller's thread;
  *   - after ZrvDisconnectApplication returns, no callback for that connection is made any more
- *     (a delivery already running on an event thread is waited for first);
+ *     (a delivery already running on an event thread is waited for first; a disconnect made from
+ *     inside a callback on the event thread does not wait for that callback itself);
+ *   - no callback is made while the simulator holds its own lock, so a callback may call any
+ *     function of this library;
  *   - handles are the numbers 1, 2, 3, ... in connect order (cast to a pointer), never reused
- *     until ZrvSimReset.
+ *     until ZrvSimReset; a refused connect consumes no number.
+ *
+ * Rules common to both modes:
+ *   - A handle that was never returned, or whose connection was closed, is refused: the function
+ *     returns 0 and calls nothing. The exception is ZrvSetApplicationDidDisconnectCallback, which
+ *     ignores such a handle (NULL included) and still returns its normal result (1, or the
+ *     programmed value).
+ *   - ZrvDisconnectApplication always closes an open connection and drops its subscriptions and
+ *     did-disconnect callback, whatever result it is programmed to return.
+ *   - A subscription is keyed by connection + target + type. Registering an existing key again
+ *     replaces its callback and context (and restarts its timed events). A NULL callback is
+ *     refused (0).
+ *   - A NULL text argument is logged as NULL and otherwise taken as the empty text; a NULL name
+ *     makes ZrvConnectApplication fail.
+ *   - A did-disconnect notice (ZrvSimRaiseDidDisconnect) is only a notice: the connection stays
+ *     open and keeps its subscriptions.
  *
  * Two ways to drive it:
  *
  * 1. Programmed mode (the state after loading and after ZrvSimReset), for tests: every name
  *    connects, and each function's result and callback are set by a ZrvSimProgram. Every call is
- *    logged with its arguments; events and did-disconnect notices are raised on request.
+ *    logged with its arguments; events and did-disconnect notices are raised on request. The
+ *    "calls back" and "result" settings are independent (a call may return 0 and still call
+ *    back). ZrvUnregisterEvent returns the programmed value whether or not the subscription
+ *    exists; a zero result keeps the subscription.
  *
  * 2. Description mode, for the reference host and for page development: ZrvSimLoadDescription
  *    reads a JSON description of applications. Only described applications connect. The format:
@@ -39,15 +60,34 @@
  *      }
  *    }
  *
- *    "answer" is any JSON value (sent as its compact text); "answerText" is sent verbatim (for
- *    answers that are not JSON). A uri with no entry gets "defaultRequest", or status 404 with
- *    the answer {"error":"Unknown uri.","uri":<uri>} when there is none. A task type with no
- *    entry makes ZrvExecuteCustomTask return 0 without calling back. An event raises "payload"
- *    (one value) or each of "payloads" in turn, every "intervalMs" milliseconds (default 100)
- *    from the moment it is subscribed, "count" times (default: until unsubscribed or
- *    disconnected). Unknown members are errors, so typos do not pass silently.
+ *    "applications" is required; every other member is optional. "answer" is any JSON value
+ *    (sent as its compact text); "answerText" is sent verbatim (for answers that are not JSON);
+ *    giving both is an error, giving neither sends "null". "status" is an int (default 200).
+ *    A task's "type" is the text passed back with its answer (default ""). A uri with no entry
+ *    gets "defaultRequest", or status 404 with the answer {"error":"Unknown uri.","uri":<uri>}
+ *    when there is none. A task type with no entry makes ZrvExecuteCustomTask return 0 without
+ *    calling back. An event ("type" required, a non-empty string) raises "payload" (one value,
+ *    default null) or each of "payloads" (a non-empty array) in turn, wrapping around, every
+ *    "intervalMs" milliseconds (1 to 86400000, default 100) from the moment it is subscribed,
+ *    "count" times (at least 1; default: until unsubscribed or disconnected). Each subscription
+ *    of the type has its own schedule, also for several event entries of one type. Unknown
+ *    members are errors, so typos do not pass silently. In description mode every accepted call
+ *    returns 1, and ZrvUnregisterEvent returns 0 when there is no such subscription. Loading a
+ *    description leaves existing connections, subscriptions and the log as they are.
  *
- * Call log: one entry per call of a zarvo_x64.h function, in call order, also as canonical text
+ *    A refused description is reported as "<source>: <where>: <problem>" (or "<source>:
+ *    <problem>" for the whole text), <where> being the member path from the top with array
+ *    elements as [i], e.g.
+ *      examples/apps.json: applications.viewer.requests./open.status: expected an integer
+ *    The problems: "cannot be opened (<system message>)", "cannot be read (<system message>)",
+ *    the JSON library's parse message, "expected an object at the top level", "required member
+ *    missing", "unknown member", "expected an object", "expected an array", "expected a string",
+ *    "expected a non-empty string", "expected a non-empty array", "expected an integer",
+ *    "expected an integer from <low> to <high>", "give either answer or answerText, not both",
+ *    "give either payload or payloads, not both", "holds a number too large for JSON text".
+ *
+ * Call log: one entry per call of a zarvo_x64.h function, in the order the calls began (a call
+ * made from inside a callback follows the call that made the callback), also as canonical text
  * lines such as
  *     ZrvConnectApplication("viewer", "client") -> 1
  *     ZrvSetApplicationDidDisconnectCallback(1, callback, context) -> 1
@@ -57,10 +97,15 @@
  *     ZrvBridgeCross(1, "", "/uri", "null", "null", callback, context) -> 1 called back
  *     ZrvExecuteCustomTask(1, "", "render", "null", callback, context) -> 0
  *     ZrvDisconnectApplication(1) -> 1
- * Texts are written as JSON strings (escaped); handles as numbers (0 for NULL); a NULL callback
- * or context is written NULL; a failed connect is "-> 0".
+ * Texts are written as JSON strings (escaped); handles as numbers (0 for NULL); a NULL text,
+ * callback or context is written NULL; a failed connect is "-> 0". A call still running when the
+ * log is read ends in "-> ..." instead of its result.
  *
- * Threads: every function here may be called from any thread.
+ * Threads: every function here may be called from any thread, also from inside a callback. On an
+ * event thread, ZrvSimRaiseEvent and ZrvSimRaiseDidDisconnect deliver at once on that thread,
+ * and ZrvSimFlush returns at once (it cannot wait for itself). The event threads are stopped and
+ * joined by ZrvSimReset, when their number changes, and at process exit (before the static
+ * destructors of everything that was created before the first event thread started).
  */
 #ifndef ZARVO_STAND_IN_ZARVO_SIMULATOR_H
 #define ZARVO_STAND_IN_ZARVO_SIMULATOR_H
@@ -93,16 +138,18 @@ typedef struct ZrvSimProgram {
 
 /* Fills `program` with the defaults listed above. */
 void ZrvSimDefaultProgram(ZrvSimProgram* program);
-/* Switches to programmed mode with `program` (strings are copied). */
+/* Switches to programmed mode with `program` (strings are copied, NULL ones as ""; a NULL
+ * `program` means the default program). Connections and subscriptions are kept. */
 void ZrvSimSetProgram(const ZrvSimProgram* program);
 
 /* ---- Description mode --------------------------------------------------------------------- */
 
-/* Loads the description file `path` and switches to description mode. Returns 1 on success. On
- * failure returns 0, keeps the previous state and writes a message naming the file and the
- * problem into `error` (NUL-terminated, cut to `errorSize`). */
+/* Loads the description file `path` and switches to description mode. Returns 1 on success (and
+ * writes the empty text into `error`). On failure returns 0, keeps the previous state and writes
+ * a message naming the file and the problem into `error` (NUL-terminated, cut to `errorSize`;
+ * nothing is written when `error` is NULL or `errorSize` is 0). */
 int ZrvSimLoadDescription(const char* path, char* error, size_t errorSize);
-/* The same from a text; `sourceName` names it in messages. */
+/* The same from a text; `sourceName` names it in messages ("description" when NULL). */
 int ZrvSimLoadDescriptionText(const char* json, const char* sourceName, char* error,
                               size_t errorSize);
 
@@ -122,7 +169,9 @@ void ZrvSimFlush(void);
 /* Reports the connection lost: calls its did-disconnect callback on the event thread with its
  * registered context (or NULL when `nullContext`). Waits; returns 1 when a callback was made. */
 int ZrvSimRaiseDidDisconnect(ZrvApplicationHandle handle, int nullContext);
-/* Number of event threads (default 1); connection h is served by thread (h - 1) % count. */
+/* Number of event threads (default 1, clamped to 1..64); connection h is served by thread
+ * (h - 1) % count, so the events of one connection arrive in order. Events still queued and
+ * timed events move to the new threads. */
 void ZrvSimSetEventThreadCount(int count);
 /* Number of event callbacks made since the last reset. */
 long ZrvSimEventCallbackCount(void);

@@ -224,6 +224,7 @@ void Simulator::endDelivery(unsigned long handle) {
     auto& delivering = connection->delivering;
     auto it = std::find(delivering.begin(), delivering.end(), std::this_thread::get_id());
     if (it != delivering.end()) delivering.erase(it);
+    if (!connection->open && delivering.empty()) connections_.erase(handle);
   }
   changed_.notify_all();
 }

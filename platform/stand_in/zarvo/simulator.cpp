@@ -80,7 +80,12 @@ int Simulator::disconnect(unsigned long handle) {
     return std::all_of(current->delivering.begin(), current->delivering.end(),
                        [self](std::thread::id id) { return id == self; });
   });
-  return describing_ ? 1 : program_.disconnectResult;
+  const int result = describing_ ? 1 : program_.disconnectResult;
+  // A closed connection is forgotten (an unknown handle answers as a closed one), unless this
+  // thread is disconnecting from inside one of its callbacks: then endDelivery forgets it.
+  Connection* closed = findConnection(handle);
+  if (closed != nullptr && !closed->open && closed->delivering.empty()) connections_.erase(handle);
+  return result;
 }
 
 int Simulator::setDidDisconnectCallback(unsigned long handle, ZrvDidDisconnectCallback callback,
