@@ -1,7 +1,7 @@
 # Runs the reference host once and checks its exit status and output.
 #
 #   cmake -DEXPECT_EXIT=<n> [-DINPUT=<file for stdin>] [-DJSON_LINES=ON]
-#         [-DMATCH1=<regex> ... -DMATCH6=<regex>] [-DREJECT1=<regex> -DREJECT2=<regex>]
+#         [-DMATCH1=<regex> ... -DMATCH8=<regex>] [-DREJECT1=<regex> -DREJECT2=<regex>]
 #         -P run_host.cmake -- <host> <arguments...>
 #
 # MATCHn must match the combined output (stdout, then stderr); REJECTn must not. JSON_LINES checks
@@ -31,7 +31,7 @@ set(all "${out}\n${err}")
 if(NOT "${status}" STREQUAL "${EXPECT_EXIT}")
   message(FATAL_ERROR "exit status ${status}, expected ${EXPECT_EXIT}. Output:\n${all}")
 endif()
-foreach(n RANGE 1 6)
+foreach(n RANGE 1 8)
   if(DEFINED MATCH${n} AND NOT all MATCHES "${MATCH${n}}")
     message(FATAL_ERROR "output does not match '${MATCH${n}}'. Output:\n${all}")
   endif()

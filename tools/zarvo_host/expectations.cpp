@@ -1,5 +1,7 @@
 #include "expectations.h"
 
+#include <algorithm>
+
 #include "json_text.h"
 
 namespace zarvo_host {
@@ -79,6 +81,20 @@ std::vector<CheckResult> checkEvents(const WaitStep& wait, long long timeoutMs,
       results.push_back({what, isJson && hasMembers(actual, wait.expect),
                          "members " + compactJson(wait.expect), display});
     }
+  }
+  return results;
+}
+
+std::vector<CheckResult> checkCallLog(const CallLogStep& expect,
+                                      const std::vector<std::string>& lines) {
+  std::vector<CheckResult> results;
+  if (!expect.hasExpect) return results;
+  const size_t n = std::max(expect.lines.size(), lines.size());
+  for (size_t i = 0; i < n; ++i) {
+    const std::string expected = i < expect.lines.size() ? expect.lines[i] : "(no call)";
+    const std::string actual = i < lines.size() ? lines[i] : "(no call)";
+    results.push_back(
+        {"library call " + std::to_string(i + 1), expected == actual, expected, actual});
   }
   return results;
 }

@@ -33,6 +33,11 @@ std::vector<CheckResult> checkCall(const CallExpectation& expect, int status,
 std::vector<CheckResult> checkEvents(const WaitStep& wait, long long timeoutMs,
                                      const std::vector<std::string>& events);
 
+// Checks the application library's call lines against the expected ones, line by line, and
+// their number.
+std::vector<CheckResult> checkCallLog(const CallLogStep& expect,
+                                      const std::vector<std::string>& lines);
+
 }  // namespace zarvo_host
 
 #endif  // ZARVO_HOST_EXPECTATIONS_H

@@ -10,7 +10,7 @@ namespace {
 
 using pocketjson::Value;
 
-const char* const kStepKinds[] = {"call", "waitEvents", "sleepMs", "tearDown", "note"};
+const char* const kStepKinds[] = {"call", "waitEvents", "sleepMs", "tearDown", "note", "callLog"};
 
 const std::vector<std::string> kCallMembers = {
     "call",  "method",    "options", "optionsText", "parameters", "parametersText",
@@ -19,6 +19,7 @@ const std::vector<std::string> kWaitMembers = {"waitEvents", "timeoutMs", "expec
 const std::vector<std::string> kSleepMembers = {"sleepMs"};
 const std::vector<std::string> kTearDownMembers = {"tearDown"};
 const std::vector<std::string> kNoteMembers = {"note"};
+const std::vector<std::string> kCallLogMembers = {"callLog", "expect"};
 const std::vector<std::string> kExpectMembers = {"status", "response", "text", "value"};
 
 std::string joined(const std::vector<std::string>& words) {
@@ -189,6 +190,33 @@ bool parseWait(const Value& step, Step* out, std::string* problem) {
   return true;
 }
 
+bool parseCallLog(const Value& step, Step* out, std::string* problem) {
+  if (!onlyMembers(step, kCallLogMembers, "a callLog step", problem)) return false;
+  const Value& flag = step.get("callLog");
+  if (!flag.isBool() || !flag.asBool()) {
+    *problem = "\"callLog\" must be true";
+    return false;
+  }
+  if (step.has("expect")) {
+    const Value& expect = step.get("expect");
+    if (!expect.isArray()) {
+      *problem = "\"expect\" of callLog must be an array of call lines, not " +
+                 std::string(kindName(expect));
+      return false;
+    }
+    for (const Value& line : expect.asArray()) {
+      if (!line.isString()) {
+        *problem = "\"expect\" of callLog lists strings only, not " + std::string(kindName(line));
+        return false;
+      }
+      out->callLog.lines.push_back(line.asString());
+    }
+    out->callLog.hasExpect = true;
+  }
+  out->kind = StepKind::kCallLog;
+  return true;
+}
+
 bool parseStepObject(const Value& step, Step* out, std::string* problem) {
   std::vector<std::string> named;
   for (const char* kind : kStepKinds) {
@@ -196,12 +224,14 @@ bool parseStepObject(const Value& step, Step* out, std::string* problem) {
   }
   if (named.empty()) {
     *problem =
-        "unknown step: a step has one of the members call, waitEvents, sleepMs, tearDown or note";
+        "unknown step: a step has one of the members call, waitEvents, sleepMs, tearDown, note "
+        "or callLog";
     return false;
   }
   if (named.size() > 1) {
     *problem =
-        "a step has exactly one of call, waitEvents, sleepMs, tearDown or note; this one has " +
+        "a step has exactly one of call, waitEvents, sleepMs, tearDown, note or callLog; this one "
+        "has " +
         joined(named);
     return false;
   }
@@ -226,6 +256,7 @@ bool parseStepObject(const Value& step, Step* out, std::string* problem) {
     out->kind = StepKind::kTearDown;
     return true;
   }
+  if (kind == "callLog") return parseCallLog(step, out, problem);
   if (!onlyMembers(step, kNoteMembers, "a note step", problem)) return false;
   const Value& note = step.get("note");
   if (!note.isString()) {

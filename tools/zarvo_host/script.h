@@ -8,6 +8,7 @@
 //   {"sleepMs":T}
 //   {"tearDown":true}
 //   {"note":"text"}
+//   {"callLog":true, "expect":["ZrvConnectApplication(\"viewer\", \"zarvo_host\") -> 1", ...]}
 // A call's four request texts are built here, once, so the runner hands the plug-in exactly the
 // bytes shown in the transcript: a JSON value is written compactly, a "...Text" member is taken
 // verbatim. Blank lines and lines starting with '#' or '//' are comments.
@@ -68,13 +69,20 @@ struct WaitStep {
   pocketjson::Value expect;
 };
 
-enum class StepKind { kCall, kWaitEvents, kSleep, kTearDown, kNote };
+// Showing (and optionally checking) the application library's calls since the last such step.
+struct CallLogStep {
+  bool hasExpect = false;
+  std::vector<std::string> lines;  // the exact canonical lines expected, in call order
+};
+
+enum class StepKind { kCall, kWaitEvents, kSleep, kTearDown, kNote, kCallLog };
 
 struct Step {
   StepKind kind = StepKind::kNote;
   Location where;
   CallStep call;
   WaitStep wait;
+  CallLogStep callLog;
   long long sleepMs = 0;
   std::string note;
 };

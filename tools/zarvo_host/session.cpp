@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "bridge_helper_stand_in.h"
+#include "zarvo_simulator.h"
 
 namespace zarvo_host {
 
@@ -20,6 +21,7 @@ Session::~Session() {
 
 void Session::attach() {
   BridgeHelperStandInReset();
+  ZrvSimClearLog();
   BridgeHelperStandInSetResponseSink(&Session::onResponse, this);
   BridgeHelperStandInSetEventSink(&Session::onEvent, this);
   attached_ = true;
@@ -111,6 +113,24 @@ void Session::runWait(const Step& step) {
   transcript_.waited(step, timeoutMs, taken, checks);
 }
 
+void Session::runCallLog(const Step& step) {
+  // The log is taken and emptied in one go, so each callLog step shows the calls made since the
+  // previous one.
+  std::vector<std::string> lines;
+  const std::string log = ZrvSimCallLog();
+  ZrvSimClearLog();
+  size_t start = 0;
+  while (start < log.size()) {
+    size_t end = log.find('\n', start);
+    if (end == std::string::npos) end = log.size();
+    lines.push_back(log.substr(start, end - start));
+    start = end + 1;
+  }
+  const std::vector<CheckResult> checks = checkCallLog(step.callLog, lines);
+  count(checks);
+  transcript_.callLog(step, lines, checks);
+}
+
 void Session::run(const Step& step) {
   switch (step.kind) {
     case StepKind::kCall:
@@ -131,6 +151,9 @@ void Session::run(const Step& step) {
       break;
     case StepKind::kNote:
       transcript_.note(step);
+      break;
+    case StepKind::kCallLog:
+      runCallLog(step);
       break;
   }
 }

@@ -40,7 +40,8 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Resets the stand-in host library (promise identifiers restart at 1) and registers the sinks.
+  // Resets the stand-in host library (promise identifiers restart at 1), empties the application
+  // library's call log and registers the sinks.
   void attach();
   // Runs one step and writes it to the transcript.
   void run(const Step& step);
@@ -55,6 +56,7 @@ class Session {
 
   void runCall(const Step& step);
   void runWait(const Step& step);
+  void runCallLog(const Step& step);
   void count(const std::vector<CheckResult>& checks);
 
   const Plugin& plugin_;

@@ -236,6 +236,29 @@ void Transcript::note(const Step& step) {
   write(text);
 }
 
+void Transcript::callLog(const Step& step, const std::vector<std::string>& lines,
+                         const std::vector<CheckResult>& checks) {
+  std::string text;
+  if (json_) {
+    Value o;
+    o["kind"] = "callLog";
+    o["where"] = step.where.text();
+    o["lines"] = Value::of(pocketjson::kArray);
+    for (const std::string& l : lines) o["lines"].push_back(Value(l));
+    text = line(o) + expectationLines(step.where, checks);
+  } else {
+    bool allOk = true;
+    const std::string mark = verdict(checks, &allOk);
+    text = step.where.text() + "  " + paint(kBold, "callLog") + "  " +
+           std::to_string(lines.size()) + " library calls" +
+           (mark.empty() ? std::string() : "  " + paint(allOk ? kGreen : kRed, mark)) + "\n";
+    for (const std::string& l : lines) text += paint(kDim, "  zarvo_x64: ") + oneLine(l) + "\n";
+    text += failures(step.where, checks);
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  write(text);
+}
+
 void Transcript::problem(const std::string& message) {
   std::lock_guard<std::mutex> lock(mutex_);
   std::fflush(out_);

@@ -12,7 +12,7 @@
 // and each failed expectation with its expected and actual side. Colour (ANSI) is used only
 // when the caller asks for it (stdout is a terminal and --no-color was not given).
 // JSON mode writes one compact object per line with a "kind" member: "start", "call", "event",
-// "expectation", "wait", "sleep", "tearDown", "note", "error", "summary".
+// "expectation", "wait", "sleep", "tearDown", "note", "callLog", "error", "summary".
 //
 // Problems with the input (the "file:line: problem" messages) go to standard error in both modes
 // and, in JSON mode, also to standard output as "error" objects.
@@ -67,6 +67,9 @@ class Transcript {
   // TearDown was called, by a step or (`automatic`) at the end of the session.
   void tornDown(const Location& where, bool automatic);
   void note(const Step& step);
+  // The application library's calls since the previous callLog step, and their checks.
+  void callLog(const Step& step, const std::vector<std::string>& lines,
+               const std::vector<CheckResult>& checks);
   // A problem with the input or the setup, already phrased "file:line: problem" where it has a
   // place.
   void problem(const std::string& message);
