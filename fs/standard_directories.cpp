@@ -34,16 +34,28 @@ Path home_directory() {
   return home_directory_for(user_name_for_linux());
 }
 
+Path user_application_data_directory_for(const std::string& login) {
+  return home_directory_for(login).join(".local/share");
+}
+
 Path user_application_data_directory() {
-  return home_directory().join(".local/share");
+  return user_application_data_directory_for(user_name_for_linux());
+}
+
+Path user_color_profile_directory_for(const std::string& login) {
+  return user_application_data_directory_for(login).join("icc");
 }
 
 Path user_color_profile_directory() {
-  return user_application_data_directory().join("icc");
+  return user_color_profile_directory_for(user_name_for_linux());
+}
+
+Path desktop_directory_for(const std::string& login) {
+  return home_directory_for(login).join("Desktop");
 }
 
 Path desktop_directory() {
-  return home_directory().join("Desktop");
+  return desktop_directory_for(user_name_for_linux());
 }
 
 Path executable_path() {

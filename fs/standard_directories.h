@@ -53,6 +53,10 @@ std::string user_name_for_linux();
 Path temporary_directory_for(const char* value);
 // The home directory of the login name `login` (used as it is, "/" included).
 Path home_directory_for(const std::string& login);
+// The directories below the home directory of `login`.
+Path user_application_data_directory_for(const std::string& login);
+Path user_color_profile_directory_for(const std::string& login);
+Path desktop_directory_for(const std::string& login);
 // The directory holding `executable`: the text before its last '/' when that '/' exists and is
 // not the first character, otherwise the whole text; copied without the construction rules.
 Path bundle_directory_of(const Path& executable);

@@ -108,22 +108,23 @@ TEST(FsHomeDirectory, NameIsUsedAsItIs) {
   EXPECT_EQ(fs::home_directory_for("/bob/").text(), "/home/bob");
 }
 
-// The derived directories follow from home_directory_for by joining; these tests check the
-// composition for the three cases of the table (alice, root, no login) on the joined text.
 TEST(FsHomeDirectory, DerivedDirectoriesForAlice) {
-  const fs::Path home = fs::home_directory_for("alice");
-  EXPECT_EQ(home.join(".local/share").text(), "/home/alice/.local/share");
-  EXPECT_EQ(home.join(".local/share").join("icc").text(), "/home/alice/.local/share/icc");
-  EXPECT_EQ(home.join("Desktop").text(), "/home/alice/Desktop");
+  EXPECT_EQ(fs::user_application_data_directory_for("alice").text(), "/home/alice/.local/share");
+  EXPECT_EQ(fs::user_color_profile_directory_for("alice").text(), "/home/alice/.local/share/icc");
+  EXPECT_EQ(fs::desktop_directory_for("alice").text(), "/home/alice/Desktop");
 }
 
 TEST(FsHomeDirectory, DerivedDirectoriesForRootAndNoLogin) {
   for (const char* login : {"root", ""}) {
-    const fs::Path home = fs::home_directory_for(login);
-    EXPECT_EQ(home.join(".local/share").text(), "/root/.local/share") << login;
-    EXPECT_EQ(home.join(".local/share").join("icc").text(), "/root/.local/share/icc") << login;
-    EXPECT_EQ(home.join("Desktop").text(), "/root/Desktop") << login;
+    EXPECT_EQ(fs::user_application_data_directory_for(login).text(), "/root/.local/share") << login;
+    EXPECT_EQ(fs::user_color_profile_directory_for(login).text(), "/root/.local/share/icc")
+        << login;
+    EXPECT_EQ(fs::desktop_directory_for(login).text(), "/root/Desktop") << login;
   }
+}
+
+TEST(FsHomeDirectory, DerivedDirectoriesForNameWithSlash) {
+  EXPECT_EQ(fs::desktop_directory_for("a/b").text(), "/home/a/b/Desktop");
 }
 
 // The process's own login name (whatever the test environment has: a terminal or none).
