@@ -35,6 +35,12 @@ struct IteratorSink {
   void write(const char* p, size_t n) {
     for (size_t i = 0; i < n; ++i) put(p[i]);
   }
+  // Runs `format(buffer)` (at most kNumberBufferSize bytes, returns the count) and writes them.
+  template <typename Format>
+  void format(Format&& format) {
+    char buffer[kNumberBufferSize];
+    write(buffer, format(buffer));
+  }
 };
 
 // Sink appending to a string: writes go straight into the string's own buffer, which grows
@@ -54,6 +60,12 @@ class StringSink {
     if (out_.size() - length_ < n) grow(n);
     std::memcpy(&out_[length_], p, n);
     length_ += n;
+  }
+  // Runs `format(buffer)` directly on the string's spare room (see IteratorSink::format).
+  template <typename Format>
+  void format(Format&& format) {
+    if (out_.size() - length_ < kNumberBufferSize) grow(kNumberBufferSize);
+    length_ += format(&out_[length_]);
   }
 
  private:
@@ -111,7 +123,6 @@ void writeIndent(Sink& sink, const Serializer::Attributes& attributes, int depth
 template <typename Sink>
 bool writeScalar(Sink& sink, const Value& value, NumberLocale& locale, bool& localeKnown,
                  std::string* error) {
-  char buffer[kNumberBufferSize];
   switch (value.type()) {
     case kNull:
       sink.write("null", 4);
@@ -123,9 +134,11 @@ bool writeScalar(Sink& sink, const Value& value, NumberLocale& locale, bool& loc
         sink.write("false", 5);
       }
       return true;
-    case kInteger:
-      sink.write(buffer, formatInteger(buffer, value.asInteger()));
+    case kInteger: {
+      const int64_t i = value.asInteger();
+      sink.format([i](char* buffer) { return formatInteger(buffer, i); });
       return true;
+    }
     case kFloat: {
       const double d = value.asFloat();
       uint64_t bits;
@@ -142,7 +155,9 @@ bool writeScalar(Sink& sink, const Value& value, NumberLocale& locale, bool& loc
         locale = NumberLocale::current();
         localeKnown = true;
       }
-      sink.write(buffer, formatDouble(buffer, d, locale));
+      const NumberLocale& numberLocale = locale;
+      sink.format(
+          [d, &numberLocale](char* buffer) { return formatDouble(buffer, d, numberLocale); });
       return true;
     }
     case kString:

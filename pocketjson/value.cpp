@@ -490,24 +490,40 @@ bool seventeenDigits(uint64_t bits, uint64_t& digits, int& exponent) noexcept {
   return false;
 }
 
+// Writes the `count` lowest decimal digits of `value` to out[0 .. count), two digits per step.
+inline void writeDigits(char* out, uint64_t value, int count) noexcept {
+  static constexpr char kPairs[] =
+      "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+      "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+      "8081828384858687888990919293949596979899";
+  int i = count;
+  while (i >= 2) {
+    const uint64_t pair = value % 100;
+    value /= 100;
+    i -= 2;
+    std::memcpy(out + i, kPairs + 2 * pair, 2);
+  }
+  if (i == 1) out[0] = static_cast<char>('0' + value % 10);
+}
+
 // Lays out 17 significant digits as "%.17g" does: fixed notation for exponents -4 .. 16,
 // otherwise d.ddde+XX; trailing zeros of the fraction and a bare point removed.
 size_t layoutSeventeen(char* buf, bool negative, uint64_t value, int exponent) noexcept {
-  char d[17];
-  for (int i = 16; i >= 0; --i) {
-    d[i] = static_cast<char>('0' + value % 10);
+  int n = 17;  // significant digits left after dropping trailing zeros
+  while (value % 10 == 0 && n > 1) {
     value /= 10;
+    --n;
   }
-  int n = 17;
-  while (n > 1 && d[n - 1] == '0') --n;
   char* p = buf;
   if (negative) *p++ = '-';
   if (exponent < -4 || exponent >= 17) {
-    *p++ = d[0];
+    writeDigits(p + 1, value, n);
+    p[0] = p[1];
     if (n > 1) {
-      *p++ = '.';
-      std::memcpy(p, d + 1, static_cast<size_t>(n - 1));
-      p += n - 1;
+      p[1] = '.';
+      p += n + 1;
+    } else {
+      p += 1;
     }
     *p++ = 'e';
     int x = exponent;
@@ -523,21 +539,20 @@ size_t layoutSeventeen(char* buf, bool negative, uint64_t value, int exponent) n
   } else if (exponent >= 0) {
     const int whole = exponent + 1;
     if (n <= whole) {
-      std::memcpy(p, d, static_cast<size_t>(n));
+      writeDigits(p, value, n);
       p += n;
       for (int i = n; i < whole; ++i) *p++ = '0';
     } else {
-      std::memcpy(p, d, static_cast<size_t>(whole));
-      p += whole;
-      *p++ = '.';
-      std::memcpy(p, d + whole, static_cast<size_t>(n - whole));
-      p += n - whole;
+      writeDigits(p + 1, value, n);
+      for (int i = 0; i < whole; ++i) p[i] = p[i + 1];  // at most 17 bytes: no library call
+      p[whole] = '.';
+      p += n + 1;
     }
   } else {
     *p++ = '0';
     *p++ = '.';
     for (int i = -1; i > exponent; --i) *p++ = '0';
-    std::memcpy(p, d, static_cast<size_t>(n));
+    writeDigits(p, value, n);
     p += n;
   }
   return static_cast<size_t>(p - buf);
