@@ -2,6 +2,7 @@
 // of event and did-disconnect callbacks under the no-callback-after-disconnect guarantee.
 #include <algorithm>
 #include <cstdlib>
+#include <system_error>
 
 #include "simulator.h"
 
@@ -29,23 +30,29 @@ Simulator::Worker* Simulator::workerFor(unsigned long handle) {
     }
     for (int i = 0; i < threadCount_; ++i) {
       auto worker = std::make_shared<Worker>();
-      worker->thread = std::thread([this, worker] { run(worker); });
+      try {
+        worker->thread = std::thread([this, worker] { run(worker); });
+      } catch (const std::system_error&) {
+        break;  // out of threads: serve with those that did start
+      }
       workers_.push_back(std::move(worker));
     }
+    if (workers_.empty()) return nullptr;
   }
   const size_t index = handle == 0 ? 0 : (handle - 1) % workers_.size();
   return workers_[index].get();
 }
 
 void Simulator::enqueue(Task task) {
-  ++pendingTasks_;
   if (restructuring_ > 0 && !shutDown_) {
     heldTasks_.push_back(std::move(task));
+    ++pendingTasks_;
     return;
   }
   Worker* worker = workerFor(task.handle);
+  ++pendingTasks_;
   if (worker == nullptr) {
-    finishTask(task, 0);  // shut down: nothing is delivered any more
+    finishTask(task, 0);  // shut down, or no thread could start: nothing is delivered
     return;
   }
   worker->queue.push_back(std::move(task));
