@@ -45,6 +45,27 @@ inline bool isSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
+// First byte in [p, end) that is '"' or '\\', or `end`. Eight bytes per step on little-endian
+// machines (the lowest flagged byte of the zero-byte test is always a true match).
+inline const char* findQuoteOrBackslash(const char* p, const char* end) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHighs = 0x8080808080808080ull;
+  while (end - p >= 8) {
+    uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    const uint64_t quotes = word ^ (kOnes * '"');
+    const uint64_t backslashes = word ^ (kOnes * '\\');
+    const uint64_t found =
+        ((quotes - kOnes) & ~quotes & kHighs) | ((backslashes - kOnes) & ~backslashes & kHighs);
+    if (found) return p + (__builtin_ctzll(found) >> 3);
+    p += 8;
+  }
+#endif
+  while (p != end && *p != '"' && *p != '\\') ++p;
+  return p;
+}
+
 inline int hexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -118,7 +139,7 @@ class Engine {
   }
   bool cancel() { return fail(kHandlerCancelled); }
   void skipSpace() {
-    while (p != end && isSpace(*p)) ++p;
+    while (p != end && static_cast<unsigned char>(*p) <= ' ' && isSpace(*p)) ++p;
   }
   bool literal(const char* rest, size_t length) {
     if (static_cast<size_t>(end - p) <= length || std::memcmp(p + 1, rest, length) != 0) {
@@ -156,7 +177,7 @@ bool Engine::decodeString(std::string& out) {
   ++p;
   for (;;) {
     const char* run = p;
-    while (p != end && *p != '"' && *p != '\\') ++p;
+    p = findQuoteOrBackslash(p, end);
     out.append(run, static_cast<size_t>(p - run));
     if (p == end) return fail(kStringNotTerminated);
     if (*p == '"') {
@@ -346,8 +367,7 @@ parseValue:
     case '"': {
       if (documentMode) {
         // Fast path: no escape before the closing quote, so the text is taken in one piece.
-        const char* q = p + 1;
-        while (q != end && *q != '"' && *q != '\\') ++q;
+        const char* q = findQuoteOrBackslash(p + 1, end);
         if (q != end && *q == '"') {
           *target = std::string(p + 1, q);
           p = q + 1;
@@ -482,18 +502,15 @@ objectNext:
     Frame& frame = stack_.back();
     if (!frame.container) frame.container = &frame.self->mutableObject();
     auto& members = *static_cast<Value::Object*>(frame.container);
-    // Members usually arrive in ascending order: then the end is the exact insertion hint.
-    auto hint = members.end();
-    if (members.empty() || std::prev(hint)->first < text_) {
-      target = &members.try_emplace(hint, text_)->second;
+    // The end is the right hint when members arrive in ascending order; otherwise the map
+    // searches as usual. An unchanged size means the key was already there.
+    const size_t before = members.size();
+    auto slot = members.try_emplace(members.end(), text_);
+    if (members.size() != before) {
+      target = &slot->second;
     } else {
-      auto inserted = members.try_emplace(text_);
-      if (inserted.second) {
-        target = &inserted.first->second;
-      } else {
-        if (!frame.scratch) frame.scratch.reset(new Value());
-        target = frame.scratch.get();
-      }
+      if (!frame.scratch) frame.scratch.reset(new Value());
+      target = frame.scratch.get();
     }
   }
   goto parseValue;
