@@ -98,12 +98,14 @@ RawRange rawRange(const Parser::TextIterator& iterator) {
 // reproduces a recursive-descent parser exactly: the same handler calls in the same order, the
 // same leniencies and the same partial document on failure.
 //
-// Document mode builds in place: an array element is appended as a null value before it is
-// parsed, and an object member is inserted (when its key is new) before its value is parsed. The
-// result equals parsing into a fresh value and appending or inserting it afterwards, also when
-// the value's parse fails: a failed array element stays in the array, and a failed object member
-// stays in the object (the same rule for both kinds; the failure then propagates). Values of
-// duplicate keys are parsed into a scratch value that is dropped, so the first occurrence wins.
+// Document mode builds in place. An object member is inserted (when its key is new) before its
+// value is parsed into the map slot. Array elements are parsed into slots of one pending stack
+// shared by all open arrays and moved into an exactly sized vector when their array ends, or when
+// the parse fails, so a failure leaves the same partial document. The result equals parsing
+// into a fresh value and appending or inserting it afterwards, also when the value's parse fails:
+// a failed array element stays in the array, and a failed object member stays in the object (the
+// same rule for both kinds; the failure then propagates). Values of duplicate keys are parsed
+// into a scratch value that is dropped, so the first occurrence wins.
 class Engine {
  public:
   enum class Start { kValue, kArray, kObject };
@@ -125,13 +127,24 @@ class Engine {
   const char* end;
 
  private:
+  static constexpr size_t kNoIndex = ~size_t{0};
+
   struct Frame {
-    Value* self;      // the value being filled (document mode), else null
-    void* container;  // its Array or Object once obtained (unshared), else null
-    size_t count;     // elements or members completed
+    Value* selfPointer;      // the value being filled when it has a stable address, else null
+    size_t selfIndex;        // else its slot in `pending_` (document mode)
+    size_t pendingStart;     // arrays: the first of this array's slots in `pending_`
+    Value::Object* members;  // objects: the map once obtained (unshared), else null
+    size_t count;            // elements or members completed
     bool isObject;
     std::unique_ptr<Value> scratch;  // target for values of duplicate keys
   };
+
+  bool walk(Value* out, Start start);
+  Value& self(Frame& frame) {
+    return frame.selfPointer ? *frame.selfPointer : pending_[frame.selfIndex];
+  }
+  // Moves the array's pending elements into its vector.
+  void flushArray(Frame& frame);
 
   bool fail(const char* message) {
     error_ = message;
@@ -159,7 +172,30 @@ class Engine {
   std::string text_;    // decoded string or key
   std::string digits_;  // number text for the C library conversion
   std::vector<Frame> stack_;
+  std::vector<Value> pending_;  // element slots of the open arrays, innermost last
 };
+
+void Engine::flushArray(Frame& frame) {
+  const size_t count = pending_.size() - frame.pendingStart;
+  if (count == 0) return;
+  Value::Array& elements = self(frame).mutableArray();
+  elements.reserve(elements.size() + count);
+  for (size_t i = frame.pendingStart; i < pending_.size(); ++i) {
+    elements.push_back(std::move(pending_[i]));
+  }
+  pending_.resize(frame.pendingStart);
+}
+
+bool Engine::run(Value* out, Start start) {
+  if (walk(out, start)) return true;
+  // Failure: hand every open array its elements, innermost first (an inner array's value may
+  // itself sit in its parent's pending slots).
+  while (!stack_.empty()) {
+    if (!stack_.back().isObject) flushArray(stack_.back());
+    stack_.pop_back();
+  }
+  return false;
+}
 
 bool Engine::readHex(unsigned& unit) {
   unit = 0;
@@ -352,10 +388,11 @@ bool Engine::number(Value* target, bool documentMode) {
   return true;
 }
 
-bool Engine::run(Value* out, Start start) {
+bool Engine::walk(Value* out, Start start) {
   const bool documentMode = out != nullptr;
   const bool events = !documentMode && handler_ != nullptr;
-  Value* target = out;  // where the next value goes (document mode)
+  Value* target = out;            // where the next value goes (document mode)
+  size_t targetIndex = kNoIndex;  // its slot in `pending_` when it is an array element
 
   if (start == Start::kArray) goto openArray;
   if (start == Start::kObject) goto openObject;
@@ -435,12 +472,14 @@ openArray:
   } else if (events && !handler_->onStartArray()) {
     return cancel();
   }
-  stack_.push_back(Frame{target, nullptr, 0, false, nullptr});
+  stack_.push_back(Frame{targetIndex == kNoIndex ? target : nullptr, targetIndex, pending_.size(),
+                         nullptr, 0, false, nullptr});
 
 arrayNext:
   // `p` stands on '[' or ','.
   ++p;
   if (p == end) {  // input ends after '[' or ',': the array so far is the result
+    flushArray(stack_.back());
     stack_.pop_back();
     goto valueDone;
   }
@@ -450,15 +489,14 @@ arrayNext:
     if (frame.count != 0 && !trailingComma_) return fail(kArrayUnexpectedComma);
     if (handler_ && !handler_->onEndArray(frame.count)) return cancel();
     ++p;
+    flushArray(frame);
     stack_.pop_back();
     goto valueDone;
   }
   if (documentMode) {
-    Frame& frame = stack_.back();
-    if (!frame.container) frame.container = &frame.self->mutableArray();
-    auto& elements = *static_cast<Value::Array*>(frame.container);
-    elements.emplace_back();
-    target = &elements.back();
+    targetIndex = pending_.size();
+    pending_.emplace_back();
+    target = &pending_.back();  // valid until `pending_` grows, i.e. until this value is set
   }
   goto parseValue;
 
@@ -469,7 +507,8 @@ openObject:
   } else if (events && !handler_->onStartObject()) {
     return cancel();
   }
-  stack_.push_back(Frame{target, nullptr, 0, true, nullptr});
+  stack_.push_back(Frame{targetIndex == kNoIndex ? target : nullptr, targetIndex, pending_.size(),
+                         nullptr, 0, true, nullptr});
 
 objectNext:
   // `p` stands on '{', ',' or a stray byte where a key was expected.
@@ -500,8 +539,9 @@ objectNext:
   ++p;
   if (documentMode) {
     Frame& frame = stack_.back();
-    if (!frame.container) frame.container = &frame.self->mutableObject();
-    auto& members = *static_cast<Value::Object*>(frame.container);
+    if (!frame.members) frame.members = &self(frame).mutableObject();
+    Value::Object& members = *frame.members;
+    targetIndex = kNoIndex;
     // The end is the right hint when members arrive in ascending order; otherwise the map
     // searches as usual. An unchanged size means the key was already there.
     const size_t before = members.size();
@@ -531,6 +571,7 @@ valueDone:
       if (p == end || (*p != ',' && *p != ']')) return fail(kArrayUnexpectedString);
       if (*p == ',') goto arrayNext;
       if (handler_ && !handler_->onEndArray(frame.count)) return cancel();
+      flushArray(frame);
     }
     ++p;
     stack_.pop_back();
