@@ -12,7 +12,8 @@
 //     successfully ("[1," is [1]);
 //   * stray bytes where an object key is expected are skipped ("{x \"a\":1}" is {"a":1});
 //   * raw control bytes and any byte >= 128 inside strings are taken as they are (no UTF-8 check);
-//   * a leading UTF-8 byte-order mark, or any leading part of one, is skipped by `parse`;
+//   * a leading UTF-8 byte-order mark is skipped by `parse`: each of the bytes EF, BB, BF is
+//     skipped when it is the next byte, independently, so any part of the mark goes too;
 //   * duplicate object keys: the first occurrence wins;
 //   * ParseOption bit 0 allows a trailing comma, bit 1 disables the trailing-text check;
 //   * a NUL byte after the top-level value counts as the end of the text.
@@ -22,9 +23,17 @@
 //
 // Failure: every parse function returns false on failure and leaves one English message in
 // `error()` (no line or column). A lone low surrogate escape ("\uDC00".."\uDFFF") fails with an
-// empty message, by definition. On failure `out` keeps whatever was built before the failure.
+// empty message, by definition. On failure `out` keeps whatever was built before the failure:
+// an array element whose parse failed is in its array (as far as it was built, null for a failed
+// scalar), and likewise an object member whose value failed is in its object (unless its key was
+// a duplicate); the failure then propagates.
 //
-// Depth: parsing does not recurse natively; nesting is limited only by memory.
+// Depth: parsing does not recurse natively (explicit stack of open containers); nesting is
+// limited only by memory.
+//
+// Numbers: '.' is the decimal point in the text whatever the process locale; the conversion
+// follows the C library (strtod after the first '.' is replaced by the locale's decimal point),
+// with std::from_chars as an exact shortcut when the locale's decimal point is a single byte.
 //
 // Threads: one Parser object serves one parse on one thread.
 #ifndef POCKETJSON_PARSER_H
@@ -99,7 +108,8 @@ class Parser {
                    const ParseOption& option);
   // Entered on the opening quote; appends the decoded bytes to `result`.
   bool parse_string(std::string& result, TextIterator& iterator);
-  // Reads exactly four hexadecimal digits.
+  // Reads exactly four hexadecimal digits, starting at the iterator (which stands on the first
+  // digit); on success it stands behind the fourth.
   bool parse_hex(unsigned short& result, TextIterator& iterator);
   // Entered on '-' or a digit.
   bool parse_number(Value* out, AbstractParseHandler* handler, TextIterator& iterator);

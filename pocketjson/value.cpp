@@ -35,8 +35,8 @@ struct ReleaseList {
     if (size == limit) {
       const size_t grown = limit * 2;
       auto** bigger = static_cast<Value::AbstractContainer**>(
-          capacity ? std::realloc(heap, grown * sizeof(*heap))
-                   : std::malloc(grown * sizeof(*heap)));
+          capacity ? std::realloc(heap, grown * sizeof(Value::AbstractContainer*))
+                   : std::malloc(grown * sizeof(Value::AbstractContainer*)));
       if (!bigger) return false;
       if (!capacity) std::memcpy(bigger, inlineItems, sizeof(inlineItems));
       heap = bigger;

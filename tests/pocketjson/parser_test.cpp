@@ -190,6 +190,47 @@ TEST(Parser, PartialResultsOnFailure) {
   EXPECT_EQ(pjtest::compact(parsed.value), "{\"a\":[1]}");
 }
 
+TEST(Parser, PartialResultsOfNestedArrays) {
+  struct Case {
+    const char* text;
+    const char* message;
+    const char* compact;
+  } cases[] = {
+      {"[1,[2,[3,tru", "Invalid boolean type string exists.", "[1,[2,[3,null]]]"},
+      {"[[1,2],[3,", "Unexpected string exists while parsing array.", "[[1,2],[3]]"},
+      {"[[1,2],[3,]]", "Unexpected comma exists while parsing array.", "[[1,2],[3]]"},
+      {"[{\"a\":[1,{\"b\":[2,3 4]}]},5]", "Unexpected string exists while parsing array.",
+       "[{\"a\":[1,{\"b\":[2,3]}]}]"},
+      {"{\"x\":[[],[1],[2,[\"s\",\"t", "Expected string ending character '\"' is not found.",
+       "{\"x\":[[],[1],[2,[\"s\",null]]]}"},
+      {"[1,2,3]]", "Gabage string exists after json string.", "[1,2,3]"},
+  };
+  for (const Case& c : cases) {
+    const auto parsed = pjtest::parse(c.text);
+    EXPECT_FALSE(parsed.ok) << c.text;
+    EXPECT_EQ(parsed.message, c.message) << c.text;
+    EXPECT_EQ(pjtest::compact(parsed.value), c.compact) << c.text;
+  }
+  // Into an existing array: the elements parsed before the failure are appended.
+  Value existing;
+  existing.push_back("kept");
+  Parser parser;
+  EXPECT_EQ(parser.parse(existing, "[1,[2,x"), "Unexpected character exists while parsing.");
+  EXPECT_EQ(pjtest::compact(existing), "[\"kept\",1,[2,null]]");
+}
+
+TEST(Parser, PartialResultWhenHandlerCancelsInDocumentMode) {
+  // onEndArray of the inner array cancels: the document holds what was built up to there.
+  const std::string text = "[[1,2],[3]]";
+  pjtest::RecordingHandler handler(0);
+  Parser parser;
+  Value out;
+  Parser::TextIterator iterator(text.begin(), text.end());
+  EXPECT_FALSE(parser.parse_value(&out, &handler, iterator, pocketjson::ParseOption()));
+  EXPECT_EQ(parser.error(), "SAX handler cancels parsing.");
+  EXPECT_EQ(pjtest::compact(out), "[[1,2]]");
+}
+
 TEST(Parser, ParsesIntoExistingValue) {
   // An existing array keeps its elements; parsed ones are appended.
   Value v;
