@@ -13,11 +13,12 @@
 //   then up to kMaxRecords records, each a selector byte followed by 4 texts:
 //     selector bits 0-2  0 ZarvoApplication, 1 ZarvoApplicationBridge, 2 ZarvoApplicationEvent,
 //                        3 ZarvoApplicationCustom (texts: options, parameters, extra, body);
-//                        4 TearDown; 5 raise an event and wait; 7 post an event and flush
+//                        4 TearDown; 5 raise an event and wait; 7 post an event and go on
+//                        (checked at the next raise, TearDown or the end of the input)
 //                        (texts: type, payload, application name); 6 report the connection lost
 //                        (text: application name)
 //     bit 3              connect first: POST ZarvoApplication with the record's parameters
-//     bit 4              events and notices with a null context
+//     bit 4              raised events (5) and lost-connection notices (6) with a null context
 //     bits 5-7           calls: 1 get, 2 post, 3 put, 4 delete replace the options text;
 //                        events: handle number - 1 when the name is not connected
 //
@@ -49,6 +50,13 @@ int resultFromBits(unsigned bits) {
 // registry after every call.
 struct Session {
   std::vector<std::string> names;
+  std::vector<std::string> everConnected;  // every name connected during this input
+  // Events posted without waiting: delivered on the simulator's threads while the calls go on
+  // (disconnects and TearDown included), checked at the next flush.
+  std::vector<std::string> postedTypes;
+  bool postedTruncates = false;
+  bool postedOutstanding = false;
+  long callbacksChecked = 0;  // event callbacks accounted for so far
   bool answerTruncates = false;
   int bridgeStatus = 200;
   std::string customType;
@@ -131,6 +139,7 @@ void resourceCall(Session& session, Resource resource, const std::string& option
       }
     } else {
       session.names.push_back(name);
+      session.everConnected.push_back(name);
     }
   } else if (!name.empty() && registry.contains(name) != wasConnected) {
     fail("registry changed without a successful connect or disconnect", name);
@@ -179,6 +188,34 @@ void checkEvents(const Session& session, const std::string& type, const std::str
   }
 }
 
+// Waits for the posted events and checks them: one dispatch per callback made, each a well-formed
+// event of a posted type from an application connected at some point of this input.
+void flushPosted(Session& session) {
+  if (!session.postedOutstanding) return;
+  ZrvSimFlush();
+  const long made = ZrvSimEventCallbackCount() - session.callbacksChecked;
+  std::vector<fuzzbridge::Event> events = fuzzbridge::takeEvents();
+  if (static_cast<long>(events.size()) != made) {
+    fail("posted events dispatched != callbacks made",
+         std::to_string(events.size()) + " vs " + std::to_string(made));
+  }
+  for (const fuzzbridge::Event& event : events) {
+    pocketjson::Value parsed = fuzzbridge::checkEvent(event, session.postedTruncates);
+    if (parsed.isNull()) continue;
+    const std::string& type = parsed.get("type").asString();
+    const std::string& app = parsed.get("app").asString();
+    bool knownType = false;
+    for (const std::string& posted : session.postedTypes) knownType = knownType || posted == type;
+    bool knownApp = false;
+    for (const std::string& name : session.everConnected) knownApp = knownApp || name == app;
+    if (!knownType || !knownApp) fail("posted event from nowhere", event.text);
+  }
+  session.postedTypes.clear();
+  session.postedTruncates = false;
+  session.postedOutstanding = false;
+  session.callbacksChecked = ZrvSimEventCallbackCount();
+}
+
 void raiseEvent(Session& session, unsigned selector, const std::string& typeText,
                 const std::string& payload, const std::string& appName, bool post) {
   const std::string type = typeText.empty() ? std::string("progress") : typeText;
@@ -189,18 +226,24 @@ void raiseEvent(Session& session, unsigned selector, const std::string& typeText
     handle = reinterpret_cast<ZrvApplicationHandle>(static_cast<uintptr_t>((selector >> 5) + 1));
   }
   const bool nullContext = (selector & 0x10u) != 0;
-  const long before = ZrvSimEventCallbackCount();
   if (post) {
     ZrvSimPostEvent(handle, type.c_str(), payload.c_str());
-    ZrvSimFlush();
-  } else if (nullContext) {
+    session.postedTypes.push_back(type);
+    session.postedTruncates =
+        session.postedTruncates || fuzzbridge::holdsNonFinite(fuzzbridge::parseLenient(payload));
+    session.postedOutstanding = true;
+    return;
+  }
+  flushPosted(session);
+  const long before = ZrvSimEventCallbackCount();
+  if (nullContext) {
     ZrvSimRaiseEventWithNullContext(handle, type.c_str(), payload.c_str());
   } else {
     const int made = ZrvSimRaiseEvent(handle, type.c_str(), payload.c_str());
     if (made != ZrvSimEventCallbackCount() - before) fail("raise result != callbacks made", type);
   }
-  checkEvents(session, type, payload, handle, ZrvSimEventCallbackCount() - before,
-              nullContext && !post);
+  checkEvents(session, type, payload, handle, ZrvSimEventCallbackCount() - before, nullContext);
+  session.callbacksChecked = ZrvSimEventCallbackCount();
 }
 
 void tearDown(Session& session) {
@@ -213,13 +256,14 @@ void tearDown(Session& session) {
     if (bridge::ApplicationManager::Shared().contains(name)) fail("TearDown left", name);
   }
   session.names.clear();
-  // Torn-down connections must never produce an event.
-  ZrvSimFlush();
-  fuzzbridge::takeEvents();  // posted earlier, checked when they were flushed
+  // Events posted before the TearDown were delivered before the disconnects returned, or not at
+  // all; torn-down connections must never produce an event afterwards.
+  flushPosted(session);
   const long before = ZrvSimEventCallbackCount();
   for (ZrvApplicationHandle handle : handles) ZrvSimRaiseEvent(handle, "progress", "1");
   if (ZrvSimEventCallbackCount() != before) fail("event after TearDown", "");
   if (!fuzzbridge::takeEvents().empty()) fail("event dispatched after TearDown", "");
+  session.callbacksChecked = ZrvSimEventCallbackCount();
 }
 
 }  // namespace
