@@ -18,14 +18,21 @@
 // Every mode also runs the document-mode round trip: for any text that parses, the compact text
 // must parse strictly (option 0) and serialize to the same compact text again, and both pretty
 // forms (indented at depth 0, and the one-line form at depth -1) must parse back to that same
-// compact text. A property violation calls __builtin_trap so libFuzzer records the input.
+// compact text. The generic iterator writer must produce the same text as the string fast path,
+// and every number (those of the parsed tree, and the first eight text bytes read as a double
+// and as an integer) must be written exactly as "%.17g" / "%lld" from the C library would write
+// it. A property violation calls __builtin_trap so libFuzzer records the input.
 //
 // Nothing here recurses in proportion to nesting depth: the event-side rebuild uses an explicit
 // stack, like the library itself. The target owns no state across inputs.
 #include <cctype>
+#include <clocale>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -220,6 +227,95 @@ size_t nesting(const std::string& compactText) {
   return deepest;
 }
 
+// The documented double text, computed the plain way: "0.0" for both zeros, "nan", "inf",
+// "-inf" (not valid JSON, `*ok` false), else "%.17g" with the locale's decimal point as '.'.
+std::string referenceDouble(double d, bool* ok) {
+  uint64_t bits = 0;
+  std::memcpy(&bits, &d, sizeof bits);
+  *ok = true;
+  if ((bits & 0x7fffffffffffffffULL) == 0) return "0.0";
+  if (std::isnan(d)) {
+    *ok = false;
+    return "nan";
+  }
+  if (std::isinf(d)) {
+    *ok = false;
+    return d > 0 ? "inf" : "-inf";
+  }
+  char buffer[128] = {0};
+  const int n = std::snprintf(buffer, 127, "%.17g", d);
+  const char point = std::localeconv()->decimal_point[0];
+  std::string text;
+  for (int i = 0; i < n && i < 127; ++i) text += buffer[i] == point ? '.' : buffer[i];
+  return text;
+}
+
+// Differential checks of the number formatting against the C library.
+void checkDouble(double d) {
+  bool refOk = false;
+  const std::string want = referenceDouble(d, &refOk);
+  bool ok = !refOk;
+  check(pocketjson::Double(d).toString(&ok) == want && ok == refOk, "Double::toString text");
+  std::string viaIterator;
+  check(pocketjson::Double(d).toString(std::back_inserter(viaIterator)) == refOk &&
+            viaIterator == want,
+        "Double::toString(iterator) text");
+  check(Value(d).toString("x") == want, "Value::toString of a double");
+  std::string compactText;
+  std::string error;
+  const bool serialized =
+      Serializer().serialize(compactText, Value(d), Serializer::Attributes(), -1, &error);
+  check(serialized == refOk, "serialize result for a double");
+  check(refOk ? compactText == want
+              : (compactText.empty() && error == "Floating point is nan or inf."),
+        "serialized double text");
+}
+
+void checkInteger(int64_t i) {
+  char buffer[128] = {0};
+  std::snprintf(buffer, 127, "%lld", static_cast<long long>(i));
+  check(Value(i).toString("x") == buffer, "Value::toString of an integer");
+  check(Serializer::compact(Value(i)) == buffer, "serialized integer text");
+}
+
+void checkNumbersFromBytes(const std::string& text) {
+  if (text.size() < 8) return;
+  double d = 0;
+  int64_t i = 0;
+  std::memcpy(&d, text.data(), sizeof d);
+  std::memcpy(&i, text.data(), sizeof i);
+  checkDouble(d);
+  checkInteger(i);
+}
+
+// Every double and integer in a parsed tree, walked with an explicit stack.
+void checkNumbersInTree(const Value& root) {
+  std::vector<const Value*> pending{&root};
+  while (!pending.empty()) {
+    const Value* v = pending.back();
+    pending.pop_back();
+    if (v->isFloat()) {
+      checkDouble(v->asFloat());
+    } else if (v->isInteger()) {
+      checkInteger(v->asInteger());
+    } else if (v->isArray()) {
+      for (const Value& e : v->asArray()) pending.push_back(&e);
+    } else if (v->isObject()) {
+      for (const auto& m : v->asObject()) pending.push_back(&m.second);
+    }
+  }
+}
+
+// The generic iterator writer and the string fast path must produce the same text.
+void checkIteratorWriter(const Value& value, const Serializer::Attributes& attributes, int depth,
+                         const std::string& fastText, bool fastOk) {
+  std::string text;
+  auto out = std::back_inserter(text);
+  std::string error;
+  const bool ok = Serializer().serialize(out, value, attributes, depth, &error);
+  check(ok == fastOk && text == fastText, "iterator writer and string writer differ");
+}
+
 // The round trip through compact and both pretty forms. `value` parsed successfully.
 void roundTrip(const Value& value) {
   bool ok = false;
@@ -240,6 +336,10 @@ void roundTrip(const Value& value) {
   std::string oneLine;
   check(Serializer().serialize(oneLine, value, attributes, -1, nullptr) == ok,
         "one-line pretty and compact serialization disagree on success");
+  checkIteratorWriter(value, Serializer::Attributes(), -1, first, ok);
+  checkIteratorWriter(value, attributes, -1, oneLine, ok);
+  if (indented) checkIteratorWriter(value, attributes, 0, pretty, prettyOk);
+  checkNumbersInTree(value);
   if (!ok) {
     // Only a NaN or an infinity (e.g. from 1e999) fails; the text is then truncated JSON.
     check(error == "Floating point is nan or inf.", "unexpected serializer error text");
@@ -386,6 +486,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint8_t control = data[0];
   const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
   const ParseOption option(static_cast<uint8_t>(control & 3));
+  checkNumbersFromBytes(text);
 
   switch ((control >> 2) & 3) {
     case 0:
