@@ -1,11 +1,15 @@
-// Differential check: the iterative parser against a plain recursive-descent reference written
+// Differential checks. The iterative parser against a plain recursive-descent reference written
 // step by step from the documented rules (fresh value per element, appended or inserted after its
 // parse, even on failure). Both run on random and mutated inputs, all option values, document and
 // event modes; results, messages, partial documents and handler call sequences must be equal.
-// The reference recurses, so inputs stay shallow.
+// Likewise the iterative serializer against a recursive reference writer (snprintf numbers),
+// over random trees, attributes and starting depths. The references recurse, so inputs stay
+// shallow.
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -484,4 +488,173 @@ TEST(Differential, TestSuiteFilesAndTheirPrefixes) {
     if (HasFatalFailure()) return;
   }
   EXPECT_GT(files, 300u);
+}
+
+namespace {
+
+// The documented writer, recursively, with the C library's number formatting.
+bool referenceWrite(std::string& out, const Value& v, const pocketjson::Serializer::Attributes& a,
+                    const int& depth, std::string* error) {
+  char buffer[128] = {};
+  switch (v.type()) {
+    case pocketjson::kNull:
+      out += "null";
+      return true;
+    case pocketjson::kBool:
+      out += v.asBool() ? "true" : "false";
+      return true;
+    case pocketjson::kInteger: {
+      const int n = std::snprintf(buffer, 128, "%lld", static_cast<long long>(v.asInteger()));
+      out.append(buffer, static_cast<size_t>(n));
+      return true;
+    }
+    case pocketjson::kFloat: {
+      const double d = v.asFloat();
+      if (std::isnan(d) || std::isinf(d)) {
+        if (error) *error = "Floating point is nan or inf.";
+        return false;
+      }
+      if (d == 0) {
+        out += "0.0";
+        return true;
+      }
+      const int n = std::snprintf(buffer, 128, "%.17g", d);
+      const char point = std::localeconv()->decimal_point[0];
+      for (int i = 0; i < n; ++i) out += buffer[i] == point ? '.' : buffer[i];
+      return true;
+    }
+    case pocketjson::kString: {
+      out += '"';
+      for (unsigned char b : v.asString()) {
+        const char e = pocketjson::Serializer::kEscape[b];
+        if (!e) {
+          out += static_cast<char>(b);
+          continue;
+        }
+        out += '\\';
+        out += e;
+        if (e == 'u') {
+          out += "00";
+          out += "0123456789abcdef"[b >> 4];
+          out += "0123456789abcdef"[b & 15];
+        }
+      }
+      out += '"';
+      return true;
+    }
+    case pocketjson::kObject:
+    case pocketjson::kArray: {
+      const bool isObject = v.type() == pocketjson::kObject;
+      out += isObject ? '{' : '[';
+      int local = depth;
+      if (local >= 0) ++local;
+      bool first = true;
+      auto member = [&](const std::string* key, const Value& element) {
+        if (!first) out += ',';
+        first = false;
+        if (local >= 0 && a.pretty) {
+          out += a.lineBreak;
+          for (int i = 0; i < local; ++i) out += a.indentUnit;
+        }
+        if (key) {
+          Value keyValue(*key);
+          referenceWrite(out, keyValue, a, local, error);
+          out += ':';
+          if (a.pretty) out += ' ';
+        }
+        return referenceWrite(out, element, a, local, error);
+      };
+      if (isObject) {
+        for (const auto& m : v.asObject()) {
+          if (!member(&m.first, m.second)) return false;
+        }
+      } else {
+        for (const auto& e : v.asArray()) {
+          if (!member(nullptr, e)) return false;
+        }
+      }
+      if (local >= 0) {
+        --local;
+        if (v.size() > 0 && a.pretty) {
+          out += a.lineBreak;
+          for (int i = 0; i < local; ++i) out += a.indentUnit;
+        }
+      }
+      out += isObject ? '}' : ']';
+      return true;
+    }
+    default:
+      return true;
+  }
+}
+
+// A random tree of every kind of value, occasionally with a NaN or an infinity.
+Value randomValue(std::mt19937& random, int depth) {
+  const int kind = static_cast<int>(random() % (depth > 4 ? 6 : 8));
+  switch (kind) {
+    case 0:
+      return Value();
+    case 1:
+      return Value(random() % 2 == 0);
+    case 2:
+      return Value(static_cast<int64_t>(random()) * (random() % 2 ? 1 : -1000003));
+    case 3: {
+      if (random() % 40 == 0) return Value(random() % 2 ? std::nan("") : -HUGE_VAL);
+      const double scale[] = {1e-300, 1e-20, 1e-5, 1, 1e5, 1e17, 1e300};
+      return Value((static_cast<double>(random()) / 1e6 - 2000.0) * scale[random() % 7]);
+    }
+    case 4:
+    case 5: {
+      std::string s;
+      const int n = static_cast<int>(random() % 6);
+      for (int i = 0; i < n; ++i) s += static_cast<char>(random() % 256);
+      return Value(s);
+    }
+    case 6: {
+      Value a = Value::of(pocketjson::kArray);
+      const int n = static_cast<int>(random() % 4);
+      for (int i = 0; i < n; ++i) a.push_back(randomValue(random, depth + 1));
+      return a;
+    }
+    default: {
+      Value o = Value::of(pocketjson::kObject);
+      const int n = static_cast<int>(random() % 4);
+      for (int i = 0; i < n; ++i) {
+        o[std::string(1, static_cast<char>('a' + random() % 5))] = randomValue(random, depth + 1);
+      }
+      return o;
+    }
+  }
+}
+
+}  // namespace
+
+TEST(Differential, SerializerAgainstRecursiveReference) {
+  std::mt19937 random(777);
+  const char* const kUnits[] = {"", " ", "  ", "\t"};
+  const char* const kBreaks[] = {"", "\n", "\r\n"};
+  for (int i = 0; i < 20000; ++i) {
+    const Value v = randomValue(random, 0);
+    pocketjson::Serializer::Attributes a;
+    a.pretty = random() % 2 == 0;
+    a.indentUnit = kUnits[random() % 4];
+    a.lineBreak = kBreaks[random() % 3];
+    const int depth = static_cast<int>(random() % 6) - 2;
+    std::string expected, expectedError;
+    const bool expectedOk = referenceWrite(expected, v, a, depth, &expectedError);
+    std::string actual, actualError;
+    auto out = std::back_inserter(actual);
+    const bool ok = pocketjson::Serializer().serialize(out, v, a, depth, &actualError);
+    ASSERT_EQ(ok, expectedOk);
+    ASSERT_EQ(actual, expected);
+    ASSERT_EQ(actualError, expectedError);
+    // The std::string overload and a byte-by-byte iterator give the same text.
+    std::string viaString;
+    pocketjson::Serializer().serialize(viaString, v, a, depth, nullptr);
+    ASSERT_EQ(viaString, expected);
+    std::vector<char> bytes;
+    auto byteOut = std::back_inserter(bytes);
+    pocketjson::Serializer().serialize(byteOut, v, a, depth, nullptr);
+    ASSERT_EQ(std::string(bytes.begin(), bytes.end()), expected);
+  }
 }
