@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -219,6 +220,37 @@ TEST_F(ThreadStressTest, PostedEventsOnFourThreadsAreAllDispatchedOnce) {
   std::lock_guard<std::mutex> lock(sinks.mutex);
   EXPECT_EQ(sinks.malformed, 0) << sinks.firstMalformed;
   for (int app = 0; app < 4; ++app) EXPECT_EQ(sinks.events[app], kPerApp) << "app" << app;
+}
+
+// The page disconnects an application while one of its events is being dispatched on the
+// simulator's thread. The disconnect must wait for that delivery with the application object
+// still whole. The flag below is relaxed on purpose: it orders nothing, so ThreadSanitizer sees
+// exactly the synchronisation the bridge and the library provide, and reports any write to the
+// object (its vtable pointer, its name) that is not ordered after the delivery.
+std::atomic<int> slowSinkInside{0};
+
+void slowEventSink(const char* name, const char* json, void* userData) {
+  slowSinkInside.store(1, std::memory_order_relaxed);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  onEvent(name, json, userData);
+}
+
+TEST_F(ThreadStressTest, DisconnectWaitsForTheEventBeingDispatched) {
+  call(ZarvoApplication, kPost, nameParams(0), "", 200, kOkNull);
+  call(ZarvoApplicationEvent, kPost, eventParams(0, "tick"), "", 200, kOkNull);
+  BridgeHelperStandInSetEventSink(slowEventSink, nullptr);
+  slowSinkInside.store(0, std::memory_order_relaxed);
+  int made = 0;
+  std::thread raiser([&made] {
+    made = ZrvSimRaiseEvent(reinterpret_cast<ZrvApplicationHandle>(1), "tick", "{\"seq\":1}");
+  });
+  while (slowSinkInside.load(std::memory_order_relaxed) == 0) std::this_thread::yield();
+  call(ZarvoApplication, kDelete, nameParams(0), "", 200, kOkNull);
+  raiser.join();
+  EXPECT_EQ(made, 1);
+  std::lock_guard<std::mutex> lock(sinks.mutex);
+  EXPECT_EQ(sinks.events[0], 1);
+  EXPECT_EQ(sinks.malformed, 0) << sinks.firstMalformed;
 }
 
 }  // namespace
