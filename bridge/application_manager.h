@@ -74,6 +74,12 @@ namespace bridge {
 class Application : public zarvo::Application {
  public:
   explicit Application(const std::string& applicationName) : name(applicationName) {}
+  // Closes the connection while the object is still whole. The library may be delivering an
+  // event to this object on its own thread right now; ZrvDisconnectApplication waits for that
+  // delivery, and it must find onEvent and `name` intact. Left to the base destructor, the close
+  // would come after this part is gone, and an event in flight would reach the base's onEvent
+  // (or freed memory). The library sees the same single ZrvDisconnectApplication either way.
+  ~Application() override { disconnect(); }
 
   // Dispatches the script event "zarvoEvent" with the compact text
   // {"app":name,"data":data,"type":type} to the host, on the calling thread. Defined with the
