@@ -3,24 +3,13 @@
 #include <string>
 
 #include "bridge/application_manager.h"
+#include "bridge/resource_request.h"
 
 namespace bridge {
 
-namespace {
-
-// The URI parameter "name" as text; anything that has no text form reads as the empty name.
-std::string requestedName(const BridgeData& data) {
-  return data.parameters.get("name").toString("");
-}
-
-}  // namespace
-
 BridgeResult ZarvoApplication::Post(const BridgeData& data) {
-  const std::string name = requestedName(data);
-  if (name.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "URI parameter 'name' is empty.");
-  }
+  const std::string name = fieldText(data.parameters, "name");
+  if (name.empty()) throwNameIsEmpty();
   // One message for both an already-connected name and a refused connection: the registry
   // does not tell them apart.
   if (!ApplicationManager::Shared().connect(name)) {
@@ -31,16 +20,10 @@ BridgeResult ZarvoApplication::Post(const BridgeData& data) {
 }
 
 BridgeResult ZarvoApplication::Delete(const BridgeData& data) {
-  const std::string name = requestedName(data);
-  if (name.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "URI parameter 'name' is empty.");
-  }
+  const std::string name = fieldText(data.parameters, "name");
+  if (name.empty()) throwNameIsEmpty();
   ApplicationManager& registry = ApplicationManager::Shared();
-  if (!registry.contains(name)) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "Application instance is not existed.");
-  }
+  if (!registry.contains(name)) throwApplicationIsNotExisted();
   // Unreachable with the current registry, whose disconnect fails only for an unknown name; kept
   // so that a registry with other failure modes is still reported.
   if (!registry.disconnect(name)) {

@@ -3,30 +3,21 @@
 #include <string>
 
 #include "bridge/application_manager.h"
-#include "pocketjson/parser.h"
+#include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
 
 namespace bridge {
 
 BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
-  const std::string name = data.parameters.get("name").toString("");
-  if (name.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "URI parameter 'name' is empty.");
-  }
-  zarvo::Application* application = ApplicationManager::Shared().applicationWithName(name);
-  if (application == nullptr) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "Application instance is not existed.");
-  }
-  const std::string uri = data.body.get("uri").toString("");
+  zarvo::Application& application = applicationNamedIn(data);
+  const std::string uri = fieldText(data.body, "uri");
   if (uri.empty()) {
     throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError", "uri is empty string.");
   }
   const pocketjson::Value& requestData = data.body.get("requestData");
   const pocketjson::Value& settings = data.body.get("settings");
-  const std::string target = data.body.get("target").toString("");
+  const std::string target = fieldText(data.body, "target");
 
   // An absent member is the shared null value and serializes as "null". The serializer's result
   // is not examined.
@@ -38,7 +29,7 @@ BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
   serializer.serialize(settingsText, settings, pocketjson::Serializer::Attributes(), -1, nullptr);
 
   zarvo::BridgeCrossResponse response;
-  if (ZrvBridgeCross(application->handle, target.c_str(), uri.c_str(), settingsText.c_str(),
+  if (ZrvBridgeCross(application.handle, target.c_str(), uri.c_str(), settingsText.c_str(),
                      requestDataText.c_str(), zarvo::OnBridgeResponse, &response) == 0) {
     // The record is filled as for a failed exchange, although only `received` decides below and
     // this error object never reaches the page.
@@ -47,10 +38,7 @@ BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
     response.data["error"]["name"] = "InternalError";
     response.data["error"]["message"] = "No response or disconnected from application.";
   }
-  if (!response.received) {
-    throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
-                            "No response from the application.");
-  }
+  if (!response.received) throwNoResponse();
 
   pocketjson::Value value;
   value["statuscode"] = static_cast<int64_t>(response.statusCode);
@@ -69,12 +57,8 @@ void OnBridgeResponse(int statusCode, const char* json, void* context) {
   auto* response = static_cast<BridgeCrossResponse*>(context);
   response->statusCode = statusCode;
   response->received = 1;
-  // Option 3: a byte-order mark is skipped and text after the first complete value is ignored.
   // The parsed value replaces `data` whether or not the parse succeeded.
-  pocketjson::Value answer;
-  pocketjson::Parser parser;
-  parser.tryParse(answer, json, pocketjson::ParseOption(3));
-  response->data = answer;
+  response->data = bridge::readApplicationText(json);
 }
 
 }  // namespace zarvo

@@ -4,29 +4,20 @@
 #include <string>
 
 #include "bridge/application_manager.h"
-#include "pocketjson/parser.h"
+#include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
 
 namespace bridge {
 
 BridgeResult ZarvoApplicationCustom::Post(const BridgeData& data) {
-  const std::string name = data.parameters.get("name").toString("");
-  if (name.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "URI parameter 'name' is empty.");
-  }
-  zarvo::Application* application = ApplicationManager::Shared().applicationWithName(name);
-  if (application == nullptr) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "Application instance is not existed.");
-  }
-  const std::string type = data.body.get("type").toString("");
+  zarvo::Application& application = applicationNamedIn(data);
+  const std::string type = fieldText(data.body, "type");
   if (type.empty()) {
     throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError", "type is empty string.");
   }
   const pocketjson::Value& taskData = data.body.get("data");
-  const std::string target = data.body.get("target").toString("");
+  const std::string target = fieldText(data.body, "target");
 
   // An absent member is the shared null value and serializes as "null"; the result is not
   // examined.
@@ -35,15 +26,12 @@ BridgeResult ZarvoApplicationCustom::Post(const BridgeData& data) {
                                      -1, nullptr);
 
   zarvo::CustomTaskResponse response;
-  if (ZrvExecuteCustomTask(application->handle, target.c_str(), type.c_str(), taskDataText.c_str(),
+  if (ZrvExecuteCustomTask(application.handle, target.c_str(), type.c_str(), taskDataText.c_str(),
                            zarvo::OnCustomTaskResponse, &response) == 0) {
     // Unlike a bridge-cross request, nothing else is written into the record on this path.
     response.received = false;
   }
-  if (!response.received) {
-    throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
-                            "No response from the application.");
-  }
+  if (!response.received) throwNoResponse();
 
   pocketjson::Value value;
   value["type"] = response.type;
@@ -65,10 +53,7 @@ void OnCustomTaskResponse(const char* type, const char* json, void* context) {
   response->type.assign(type, std::strlen(type));
   // Parsed exactly as a bridge-cross answer: option 3, the value replaces `data` whatever the
   // parse reported.
-  pocketjson::Value answer;
-  pocketjson::Parser parser;
-  parser.tryParse(answer, json, pocketjson::ParseOption(3));
-  response->data = answer;
+  response->data = bridge::readApplicationText(json);
 }
 
 }  // namespace zarvo

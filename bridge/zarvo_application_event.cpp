@@ -3,8 +3,8 @@
 #include <string>
 
 #include "bridge/application_manager.h"
+#include "bridge/resource_request.h"
 #include "bridge_helper.h"
-#include "pocketjson/parser.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
 
@@ -22,29 +22,17 @@ struct EventRequest {
 EventRequest readEventRequest(const BridgeData& data) {
   // Both parameters are read before either is checked, so a request lacking both reports the
   // name.
-  const std::string name = data.parameters.get("name").toString("");
+  const std::string name = fieldText(data.parameters, "name");
   EventRequest request;
-  request.type = data.parameters.get("type").toString("");
-  if (name.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "URI parameter 'name' is empty.");
-  }
+  request.type = fieldText(data.parameters, "type");
+  if (name.empty()) throwNameIsEmpty();
   if (request.type.empty()) {
     throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
                             "URI parameter 'type' is empty.");
   }
-  request.application = ApplicationManager::Shared().applicationWithName(name);
-  if (request.application == nullptr) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "Application instance is not existed.");
-  }
-  request.target = data.body.get("target").toString("");
+  request.application = &connectedApplication(name);
+  request.target = fieldText(data.body, "target");
   return request;
-}
-
-[[noreturn]] void throwNoResponse() {
-  throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
-                          "No response from the application.");
 }
 
 }  // namespace
@@ -93,10 +81,7 @@ void OnEvent(const char* type, const char* json, void* context) {
   }
   // Option 3: a trailing comma is accepted and text after the payload is ignored. A failed parse
   // still produces an event, carrying whatever value the parser left.
-  pocketjson::Value data;
-  pocketjson::Parser parser;
-  parser.tryParse(data, json, pocketjson::ParseOption(3));
-  static_cast<Application*>(context)->onEvent(type, data);
+  static_cast<Application*>(context)->onEvent(type, bridge::readApplicationText(json));
 }
 
 }  // namespace zarvo
