@@ -106,6 +106,14 @@
  * and ZrvSimFlush returns at once (it cannot wait for itself). The event threads are stopped and
  * joined by ZrvSimReset, when their number changes, and at process exit (before the static
  * destructors of everything that was created before the first event thread started).
+ *
+ * Event threads run on a small stack (ZrvSimEventThreadStackSize: 256 KiB; 1 MiB in
+ * AddressSanitizer builds, whose instrumented frames are larger), as a host's event threads may,
+ * so a callback that recursed natively in proportion to its payload's nesting would crash here.
+ *
+ * Memory: a closed connection is forgotten once no callback for it is running (an unknown handle
+ * then answers as a closed one), and its timed events are dropped with it, as are those of an
+ * unregistered or replaced subscription; connect/disconnect cycles do not accumulate state.
  */
 #ifndef ZARVO_STAND_IN_ZARVO_SIMULATOR_H
 #define ZARVO_STAND_IN_ZARVO_SIMULATOR_H
@@ -175,6 +183,12 @@ int ZrvSimRaiseDidDisconnect(ZrvApplicationHandle handle, int nullContext);
 void ZrvSimSetEventThreadCount(int count);
 /* Number of event callbacks made since the last reset. */
 long ZrvSimEventCallbackCount(void);
+/* The stack size, in bytes, that every event thread is created with. */
+size_t ZrvSimEventThreadStackSize(void);
+/* Connection records held: open connections, plus closed ones whose callback is still running. */
+size_t ZrvSimConnectionRecordCount(void);
+/* Timed events waiting to be raised (description mode), over all event threads. */
+size_t ZrvSimTimerCount(void);
 
 /* ---- Call log ----------------------------------------------------------------------------- */
 

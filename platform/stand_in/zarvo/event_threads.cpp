@@ -1,8 +1,16 @@
 // The simulator's event threads: queues of deliveries, timers of timed events, and the delivery
 // of event and did-disconnect callbacks under the no-callback-after-disconnect guarantee.
+//
+// The threads are made with pthread and a deliberately small stack (kEventThreadStackSize): a
+// real host's event threads may be small, and the plug-in has to cope with any payload, also one
+// nested a million levels deep, on such a thread. Its JSON code keeps its own explicit stacks
+// instead of recursing natively, and running every test's events on a small stack is what proves
+// that. The default 8 MiB of std::thread would hide a native recursion until far deeper input.
+#include <pthread.h>
+
 #include <algorithm>
 #include <cstdlib>
-#include <system_error>
+#include <new>
 
 #include "simulator.h"
 
@@ -17,7 +25,56 @@ void stopAtExit() {
   Simulator::instance().shutdown();
 }
 
+// The stack of every event thread. 256 KiB is the plain size. AddressSanitizer enlarges every
+// frame with redzones and runs its own reporting code on the thread, so its builds get more room
+// than the frames of the code under test need; the size still bounds any native recursion to a
+// few thousand levels, far from the million levels of the deep-payload tests.
+#if defined(__SANITIZE_ADDRESS__)
+#define ZARVO_SIM_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ZARVO_SIM_ADDRESS_SANITIZER 1
+#endif
+#endif
+#ifdef ZARVO_SIM_ADDRESS_SANITIZER
+constexpr size_t kEventThreadStackSize = 1024 * 1024;
+#else
+constexpr size_t kEventThreadStackSize = 256 * 1024;
+#endif
+
 }  // namespace
+
+// Owned by the new thread once pthread_create has succeeded.
+struct Simulator::WorkerStart {
+  Simulator* simulator;
+  std::shared_ptr<Worker> worker;
+};
+
+size_t Simulator::eventThreadStackSize() {
+  return kEventThreadStackSize;
+}
+
+void* Simulator::workerMain(void* argument) {
+  std::unique_ptr<WorkerStart> start(static_cast<WorkerStart*>(argument));
+  start->simulator->run(start->worker);
+  return nullptr;
+}
+
+bool Simulator::startWorker(const std::shared_ptr<Worker>& worker) {
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) != 0) return false;
+  bool started = false;
+  if (pthread_attr_setstacksize(&attributes, kEventThreadStackSize) == 0) {
+    WorkerStart* start = new (std::nothrow) WorkerStart{this, worker};
+    if (start != nullptr) {
+      started = pthread_create(&worker->thread, &attributes, &Simulator::workerMain, start) == 0;
+      if (!started) delete start;
+    }
+  }
+  pthread_attr_destroy(&attributes);
+  worker->started = started;
+  return started;
+}
 
 Simulator::Worker* Simulator::workerFor(unsigned long handle) {
   if (shutDown_ || restructuring_ > 0) return nullptr;
@@ -30,11 +87,7 @@ Simulator::Worker* Simulator::workerFor(unsigned long handle) {
     }
     for (int i = 0; i < threadCount_; ++i) {
       auto worker = std::make_shared<Worker>();
-      try {
-        worker->thread = std::thread([this, worker] { run(worker); });
-      } catch (const std::system_error&) {
-        break;  // out of threads: serve with those that did start
-      }
+      if (!startWorker(worker)) break;  // out of threads: serve with those that did start
       workers_.push_back(std::move(worker));
     }
     if (workers_.empty()) return nullptr;
@@ -69,6 +122,28 @@ void Simulator::addTimer(Timer timer) {
   worker->timers.push_back(std::move(timer));
   std::push_heap(worker->timers.begin(), worker->timers.end(), TimerLater());
   worker->wake.notify_one();
+}
+
+void Simulator::dropTimers(unsigned long handle, unsigned long long subscription) {
+  auto matches = [handle, subscription](const Timer& timer) {
+    return timer.handle == handle && (subscription == 0 || timer.subscription == subscription);
+  };
+  for (const auto& worker : workers_) {
+    auto& timers = worker->timers;
+    const auto end = std::remove_if(timers.begin(), timers.end(), matches);
+    if (end == timers.end()) continue;
+    timers.erase(end, timers.end());
+    std::make_heap(timers.begin(), timers.end(), TimerLater());
+  }
+  heldTimers_.erase(std::remove_if(heldTimers_.begin(), heldTimers_.end(), matches),
+                    heldTimers_.end());
+}
+
+size_t Simulator::timerCount() {
+  Lock lock(mutex_);
+  size_t count = heldTimers_.size();
+  for (const auto& worker : workers_) count += worker->timers.size();
+  return count;
 }
 
 void Simulator::finishTask(const Task& task, int count) {
@@ -190,6 +265,11 @@ void Simulator::runTimer(Worker& worker, Timer timer, Lock& lock) {
   const std::string& payload = payloads[timer.nextPayload % payloads.size()];
   deliverEvent(timer.handle, {timer.subscription}, timer.spec->type, payload, false, lock);
   if (generation != generation_) return;
+  // The lock was released for the callback: the subscription may be gone by now.
+  connection = openConnection(timer.handle);
+  if (connection == nullptr || findSubscription(*connection, timer.subscription) == nullptr) {
+    return;
+  }
   if (timer.remaining > 0) --timer.remaining;
   if (timer.remaining == 0) return;
   timer.nextPayload = (timer.nextPayload + 1) % payloads.size();
@@ -246,11 +326,13 @@ void Simulator::stopWorkers(Lock& lock, bool keep) {
   }
   lock.unlock();
   for (const auto& worker : stopping) {
-    if (worker->thread.get_id() == std::this_thread::get_id()) {
+    if (!worker->started) continue;
+    worker->started = false;
+    if (pthread_equal(worker->thread, pthread_self()) != 0) {
       // Stopped from inside one of its own callbacks: it ends by itself once that returns.
-      worker->thread.detach();
-    } else if (worker->thread.joinable()) {
-      worker->thread.join();
+      pthread_detach(worker->thread);
+    } else {
+      pthread_join(worker->thread, nullptr);
     }
   }
   lock.lock();
@@ -278,7 +360,15 @@ void Simulator::stopWorkers(Lock& lock, bool keep) {
     }
   }
   if (keep && !shutDown_) {
-    for (Timer& timer : timers) addTimer(std::move(timer));
+    for (Timer& timer : timers) {
+      // Timers of a connection closed or a subscription dropped while the workers were being
+      // replaced are not carried over.
+      Connection* connection = openConnection(timer.handle);
+      if (connection == nullptr || findSubscription(*connection, timer.subscription) == nullptr) {
+        continue;
+      }
+      addTimer(std::move(timer));
+    }
   }
 }
 

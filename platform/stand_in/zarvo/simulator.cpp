@@ -69,6 +69,7 @@ int Simulator::disconnect(unsigned long handle) {
   if (connection == nullptr) return 0;
   connection->open = false;
   connection->subscriptions.clear();
+  dropTimers(handle, 0);
   connection->didDisconnect = nullptr;
   connection->didDisconnectContext = nullptr;
   // The connection is closed for every new delivery; now wait for those already running on other
@@ -107,13 +108,15 @@ int Simulator::registerEvent(unsigned long handle, const std::string& target,
   const int result = describing_ ? 1 : program_.registerResult;
   if (result == 0) return 0;
   // A subscription is keyed by connection, target and type: registering the same key again
-  // replaces the callback and context and restarts its timed events (the old timers lapse,
-  // since they name the old subscription id).
+  // replaces the callback and context and restarts its timed events (the old timers go with
+  // the old subscription).
   auto& subscriptions = connection->subscriptions;
-  subscriptions.erase(
-      std::remove_if(subscriptions.begin(), subscriptions.end(),
-                     [&](const Subscription& s) { return s.target == target && s.type == type; }),
-      subscriptions.end());
+  auto sameKey = [&](const Subscription& s) { return s.target == target && s.type == type; };
+  for (const Subscription& old : subscriptions) {
+    if (sameKey(old)) dropTimers(handle, old.id);
+  }
+  subscriptions.erase(std::remove_if(subscriptions.begin(), subscriptions.end(), sameKey),
+                      subscriptions.end());
   subscriptions.push_back(Subscription{nextSubscription_++, target, type, callback, context});
   if (describing_) scheduleTimedEvents(handle, *connection, subscriptions.back());
   return result;
@@ -153,7 +156,10 @@ int Simulator::unregisterEvent(unsigned long handle, const std::string& target,
   } else {
     result = program_.unregisterResult;  // a failed unsubscription keeps the subscription
   }
-  if (found && result != 0) subscriptions.erase(it);
+  if (found && result != 0) {
+    dropTimers(handle, it->id);
+    subscriptions.erase(it);
+  }
   return result;
 }
 
@@ -248,6 +254,11 @@ void Simulator::setDescription(std::shared_ptr<const Description> description) {
   Lock lock(mutex_);
   description_ = std::move(description);
   describing_ = true;
+}
+
+size_t Simulator::connectionRecordCount() {
+  Lock lock(mutex_);
+  return connections_.size();
 }
 
 long Simulator::eventCallbackCount() {

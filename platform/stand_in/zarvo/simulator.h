@@ -14,19 +14,26 @@
 // that connection can start or still be running. A disconnect made from inside a callback on the
 // event thread does not wait for its own delivery.
 //
-// Event threads (event_threads.cpp): N workers (default 1), created when first needed; the
+// Event threads (event_threads.cpp): N workers (default 1), created when first needed, each a
+// pthread with a small fixed stack (eventThreadStackSize()), as a host's event threads may be; the
 // connection with handle h is served by worker (h - 1) % N, so its events arrive in order. Each
 // worker has a queue of immediate deliveries and a heap of timers (the timed events of
 // description mode). Workers are stopped and joined on ZrvSimReset, when the count changes, and
 // when the process exits (an atexit handler installed when the first worker starts, so they stop
 // before the statics of their users are destroyed; and again from the library's ELF destructor).
 //
+// Memory stays bounded by what is live: a closed connection is forgotten as soon as no callback
+// for it is running, and the timers of a closed connection or of a dropped subscription are
+// removed with it rather than left to lapse when due (which may be a day later).
+//
 // Failure: operations report failure by their result (0 / NULL); nothing throws across the C
 // interface (the C layer catches std::bad_alloc).
 #ifndef ZARVO_SIM_SIMULATOR_H
 #define ZARVO_SIM_SIMULATOR_H
 
+#include <pthread.h>
 #include <chrono>
+
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -100,6 +107,14 @@ class Simulator {
   // Stops and joins the event threads for good (process exit).
   void shutdown();
 
+  // ---- Diagnostics ----
+  // The stack size, in bytes, that every event thread is created with.
+  static size_t eventThreadStackSize();
+  // Connection records kept: open connections plus closed ones with a callback still running.
+  size_t connectionRecordCount();
+  // Timers of timed events waiting in the workers (and held while they are replaced).
+  size_t timerCount();
+
  private:
   struct Subscription {
     unsigned long long id;
@@ -144,7 +159,8 @@ class Simulator {
     }
   };
   struct Worker {
-    std::thread thread;
+    pthread_t thread{};
+    bool started = false;  // `thread` is running or finished, and not yet joined or detached
     std::condition_variable wake;
     std::deque<Task> queue;
     std::vector<Timer> timers;  // a min-heap by TimerLater
@@ -161,6 +177,10 @@ class Simulator {
                            const Subscription& subscription);
 
   // event_threads.cpp
+  struct WorkerStart;  // what a new event thread is handed
+  static void* workerMain(void* start);
+  // Starts the worker's thread; false when no thread could be made.
+  bool startWorker(const std::shared_ptr<Worker>& worker);
   Worker* workerFor(unsigned long handle);
   void enqueue(Task task);
   void addTimer(Timer timer);
@@ -172,6 +192,8 @@ class Simulator {
                    const std::string& type, const std::string& json, bool nullContext, Lock& lock);
   void endDelivery(unsigned long handle);
   void finishTask(const Task& task, int count);
+  // Removes the waiting timers of connection `handle`, or only those of `subscription` (non-zero).
+  void dropTimers(unsigned long handle, unsigned long long subscription);
   // Stops and joins every worker; their pending work is re-queued (`keep`) or dropped.
   void stopWorkers(Lock& lock, bool keep);
 

@@ -152,6 +152,18 @@ ZRV_SIM_EXPORT void ZrvSimSetEventThreadCount(int count) {
   }
 }
 
+ZRV_SIM_EXPORT size_t ZrvSimEventThreadStackSize(void) {
+  return Simulator::eventThreadStackSize();
+}
+
+ZRV_SIM_EXPORT size_t ZrvSimConnectionRecordCount(void) {
+  return Simulator::instance().connectionRecordCount();
+}
+
+ZRV_SIM_EXPORT size_t ZrvSimTimerCount(void) {
+  return Simulator::instance().timerCount();
+}
+
 ZRV_SIM_EXPORT long ZrvSimEventCallbackCount(void) {
   return Simulator::instance().eventCallbackCount();
 }
