@@ -28,8 +28,8 @@ set(expected
   ZrvSimClearLog ZrvSimConnectionRecordCount ZrvSimDefaultProgram ZrvSimEventCallbackCount
   ZrvSimEventThreadStackSize ZrvSimFlush ZrvSimGetCall ZrvSimTimerCount
   ZrvSimLoadDescription ZrvSimLoadDescriptionText ZrvSimPostEvent ZrvSimRaiseDidDisconnect
-  ZrvSimRaiseEvent ZrvSimRaiseEventWithNullContext ZrvSimReset ZrvSimSetEventThreadCount
-  ZrvSimSetProgram ZrvUnregisterEvent)
+  ZrvSimRaiseEvent ZrvSimRaiseEventWithNullContext ZrvSimReset ZrvSimSetCallLogEnabled
+  ZrvSimSetEventThreadCount ZrvSimSetProgram ZrvUnregisterEvent)
 list(SORT expected)
 if(NOT exported STREQUAL expected)
   message(FATAL_ERROR "exported symbols differ.\nexpected: ${expected}\nfound:    ${exported}")

@@ -214,11 +214,17 @@ int ZrvSimGetCall(size_t index, ZrvSimCall* out);
 const char* ZrvSimCallLog(void);
 /* Forgets the logged calls. */
 void ZrvSimClearLog(void);
+/* Switches the call log on (non-zero, the default) or off (0). While it is off, calls are not
+ * recorded at all (not even counted), so they cost the simulator almost nothing; entries recorded
+ * before stay. ZrvSimReset switches it on again. A call that began while the log was on is
+ * completed in it even when the log is switched off meanwhile. */
+void ZrvSimSetCallLogEnabled(int enabled);
 
 /* ---- Reset -------------------------------------------------------------------------------- */
 
 /* Back to the initial state: programmed mode with the default program, no connections or
- * subscriptions, empty log, handles from 1, pending events dropped, one event thread. */
+ * subscriptions, empty log (switched on), handles from 1, pending events dropped, one event
+ * thread. */
 void ZrvSimReset(void);
 
 /* When the environment variable ZRV_SIM_EXIT_LOG names a file, the simulator writes its call log

@@ -1,25 +1,14 @@
 #include "call_log.h"
 
+#include <cstring>
 #include <iterator>
 
 #include "pocketjson/serializer.h"
 
 namespace zarvo_sim {
 
-namespace {
-
-std::string quoted(const TextArg& arg) {
-  if (arg.isNull) return "NULL";
-  std::string out;
-  auto inserter = std::back_inserter(out);
-  pocketjson::Serializer::serialize_string(inserter, arg.value);
-  return out;
-}
-
-}  // namespace
-
-std::string CallLog::callPart(const Entry& entry) {
-  std::string line = entry.function;
+void CallLog::appendCallPart(std::string& line, const Entry& entry) {
+  line += entry.function;
   line += '(';
   bool first = true;
   auto separate = [&line, &first] {
@@ -30,9 +19,14 @@ std::string CallLog::callPart(const Entry& entry) {
     separate();
     line += std::to_string(entry.handle);
   }
-  for (const TextArg& arg : entry.args) {
+  auto inserter = std::back_inserter(line);
+  for (const StoredArg& arg : entry.args) {
     separate();
-    line += quoted(arg);
+    if (arg.isNull) {
+      line += "NULL";
+    } else {
+      pocketjson::Serializer::serialize_string(inserter, arg.value);
+    }
   }
   if (entry.takesCallback) {
     separate();
@@ -41,20 +35,51 @@ std::string CallLog::callPart(const Entry& entry) {
     line += entry.context != nullptr ? "context" : "NULL";
   }
   line += ')';
-  return line;
+}
+
+const std::string& CallLog::line(const Entry& entry) {
+  if (entry.done) {
+    if (!entry.textWritten) {
+      std::string text;
+      appendCallPart(text, entry);
+      text += " -> ";
+      text += std::to_string(entry.result);
+      if (entry.calledBack) text += " called back";
+      entry.text = std::move(text);
+      entry.textWritten = true;
+    }
+    return entry.text;
+  }
+  if (!entry.pendingWritten) {
+    std::string text;
+    appendCallPart(text, entry);
+    text += " -> ...";
+    entry.pendingText = std::move(text);
+    entry.pendingWritten = true;
+  }
+  return entry.pendingText;
 }
 
 unsigned long long CallLog::begin(const CallStart& start) {
+  if (!enabled()) return 0;
+  // The texts are copied outside the lock; the entry goes into the deque in one move.
   Entry entry;
   entry.function = start.function;
   entry.handle = start.handle;
   entry.writesHandle = start.writesHandle;
-  entry.args = start.args;
+  entry.args.resize(start.args.size());
+  for (size_t i = 0; i < start.args.size(); ++i) {
+    const char* text = start.args[i].pointer;
+    if (text == nullptr) {
+      entry.args[i].isNull = true;
+    } else {
+      entry.args[i].value.assign(text, std::strlen(text));
+    }
+  }
   entry.takesCallback = start.takesCallback;
   entry.callback = start.callback;
   entry.context = start.context;
   entry.canCallBack = start.canCallBack;
-  entry.pendingText = callPart(entry) + " -> ...";
   std::lock_guard<std::mutex> lock(mutex_);
   entry.sequence = nextSequence_++;
   entries_.push_back(std::move(entry));
@@ -72,18 +97,17 @@ CallLog::Entry* CallLog::find(unsigned long long sequence) {
 }
 
 void CallLog::finish(unsigned long long sequence, long result, bool calledBack) {
+  if (sequence == 0) return;  // begun while the log was off
   std::lock_guard<std::mutex> lock(mutex_);
   Entry* entry = find(sequence);
   if (entry == nullptr) return;
   entry->result = result;
   entry->calledBack = calledBack;
-  std::string text = callPart(*entry) + " -> " + std::to_string(result);
-  if (calledBack) text += " called back";
-  entry->text = std::move(text);
   entry->done = true;
 }
 
 void CallLog::finishConnect(unsigned long long sequence, unsigned long handle) {
+  if (sequence == 0) return;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     Entry* entry = find(sequence);
@@ -115,7 +139,7 @@ bool CallLog::get(size_t index, ZrvSimCall* out) const {
   out->context = entry.context;
   out->result = entry.done ? entry.result : 0;
   out->calledBack = entry.calledBack ? 1 : 0;
-  out->text = entry.done ? entry.text.c_str() : entry.pendingText.c_str();
+  out->text = line(entry).c_str();
   return true;
 }
 
@@ -123,7 +147,7 @@ std::string CallLog::text() const {
   std::lock_guard<std::mutex> lock(mutex_);
   std::string all;
   for (const Entry& entry : entries_) {
-    all += entry.done ? entry.text : entry.pendingText;
+    all += line(entry);
     all += '\n';
   }
   return all;

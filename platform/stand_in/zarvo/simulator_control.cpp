@@ -191,11 +191,17 @@ ZRV_SIM_EXPORT void ZrvSimClearLog(void) {
   Simulator::instance().log().clear();
 }
 
+ZRV_SIM_EXPORT void ZrvSimSetCallLogEnabled(int enabled) {
+  Simulator::instance().log().setEnabled(enabled != 0);
+}
+
 ZRV_SIM_EXPORT void ZrvSimReset(void) {
   try {
     Simulator::instance().reset();
   } catch (...) {
   }
+  // The log is the only part of the state kept outside the simulator's own reset.
+  Simulator::instance().log().setEnabled(true);
 }
 
 }  // extern "C"
