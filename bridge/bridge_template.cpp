@@ -1,6 +1,9 @@
 #include "bridge/bridge_template.h"
 
 #include <cctype>
+#include <cstring>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 
 #include "bridge_helper.h"
@@ -11,12 +14,18 @@ namespace bridge {
 
 namespace {
 
-// Parses one request text into `out` the way every request field is read. Failures are not
-// reported: whatever the parser left in `out` stands, and trailing text is ignored.
+// The C strings arrive from the host; a null one is refused the way making a std::string of it
+// would be, before anything else happens.
+void requireText(const char* text) {
+  if (text == nullptr) throw std::logic_error("basic_string: construction from null is not valid");
+}
+
+// Parses one request text into `out` the way every request field is read, straight over the
+// caller's bytes. Failures are not reported: whatever the parser left in `out` stands, and
+// trailing text is ignored.
 void parseRequestText(const char* text, pocketjson::Value& out) {
-  const std::string copy(text);  // a null pointer throws std::logic_error here, uncaught
-  std::string::const_iterator first = copy.begin();
-  const std::string::const_iterator last = copy.end();
+  const char* first = text;
+  const char* const last = text + std::strlen(text);
 
   // A UTF-8 byte-order mark, or any leading part of one, is skipped.
   if (first != last && static_cast<unsigned char>(*first) == 0xEF) {
@@ -29,24 +38,12 @@ void parseRequestText(const char* text, pocketjson::Value& out) {
 
   const pocketjson::ParseOption option;  // all flags clear
   pocketjson::Parser parser;
-  pocketjson::Parser::TextIterator iterator(first, last);
-  const bool parsed = parser.parse_value(&out, nullptr, iterator, option);
+  pocketjson::Parser::RawIterator iterator(first, last);
+  static_cast<void>(parser.parse_value(&out, nullptr, iterator, option));
 
-  // The trailing-text check of a top-level parse. Its verdict is computed like everywhere else
-  // and then dropped together with the parser's own message: a request text with garbage after
-  // its value keeps the value.
-  std::string error;
-  if (parsed && (option.flags & pocketjson::ParseOption::kIgnoreTrailingText) == 0) {
-    while (iterator.current != iterator.end &&
-           (*iterator.current == ' ' || *iterator.current == '\t' || *iterator.current == '\n' ||
-            *iterator.current == '\r')) {
-      ++iterator.current;
-    }
-    if (iterator.current != iterator.end && *iterator.current != '\0') {
-      error = "Gabage string exists after json string.";
-    }
-  }
-  static_cast<void>(error);
+  // A top-level parse would now check for text after the value ("Gabage string exists after
+  // json string."). Here that verdict is thrown away together with the parser's own message: a
+  // request text with garbage after its value keeps the value, so the check is not run.
 }
 
 // The request's method text: "method" of an object `options`, lower-cased; "" when absent or
@@ -79,7 +76,10 @@ Method selectMethod(const pocketjson::Value& options) {
 
 BridgeResult BridgeTemplate::execute(const char* options, const char* parameters, const char* extra,
                                      const char* body) {
-  const std::string bodyText(body);
+  requireText(body);
+  requireText(options);
+  requireText(parameters);
+  requireText(extra);
 
   BridgeData data;
   parseRequestText(options, data.options);
@@ -89,7 +89,7 @@ BridgeResult BridgeTemplate::execute(const char* options, const char* parameters
 
   // A body that is not JSON reaches the handler as its raw text, byte-order mark and all; this
   // also turns the text null into a four-letter string, on purpose.
-  if (data.body.isNull() && !bodyText.empty()) data.body = bodyText;
+  if (data.body.isNull() && body[0] != '\0') data.body = std::string(body);
 
   const Method method = selectMethod(data.options);
 
@@ -147,24 +147,40 @@ BridgeResult BridgeTemplate::Delete(const BridgeData& /*data*/) {
 }
 
 std::string BridgeTemplate::envelope(const BridgeResult& result) {
-  pocketjson::Value envelope;
-  if (result.hasError()) {
-    // details is the base of the error object; assigning through operator[] then detaches it
-    // from the result (copy on write) or, for a non-object, replaces it with a fresh object.
-    pocketjson::Value& error = envelope["error"];
-    error = result.error.details;
-    error["name"] = result.error.name;
-    error["message"] = result.error.message;
-  } else {
-    envelope["error"] = pocketjson::Value();
-  }
-  envelope["value"] = result.value;
-
-  pocketjson::Serializer serializer;
-  pocketjson::Serializer::Attributes attributes;  // compact: no pretty, empty strings
+  const pocketjson::Serializer serializer;
+  const pocketjson::Serializer::Attributes attributes;  // compact: no pretty, empty strings
   const int depth = -1;
   std::string text;
-  // The only failure is a NaN or infinite number; the text written up to it is sent as it is.
+
+  if (!result.hasError() || result.error.details.isNull()) {
+    // The envelope's two members and an error object of only "message" and "name" are written
+    // as the compact serializer would write them, without building the envelope object first.
+    // The only serializer failure is a NaN or infinite number: the text written up to it is
+    // sent as it is, so the closing brace is left out exactly as the serializer would.
+    text.reserve(64);
+    if (result.hasError()) {
+      auto out = std::back_inserter(text);
+      text += "{\"error\":{\"message\":";
+      pocketjson::Serializer::serialize_string(out, result.error.message);
+      text += ",\"name\":";
+      pocketjson::Serializer::serialize_string(out, result.error.name);
+      text += "},\"value\":";
+    } else {
+      text += "{\"error\":null,\"value\":";
+    }
+    if (serializer.serialize(text, result.value, attributes, depth, nullptr)) text += '}';
+    return text;
+  }
+
+  // An error with details: details is the base of the error object; assigning through
+  // operator[] then detaches it from the result (copy on write) or, for a non-object, replaces
+  // it with a fresh object.
+  pocketjson::Value envelope;
+  pocketjson::Value& error = envelope["error"];
+  error = result.error.details;
+  error["name"] = result.error.name;
+  error["message"] = result.error.message;
+  envelope["value"] = result.value;
   static_cast<void>(serializer.serialize(text, envelope, attributes, depth, nullptr));
   return text;
 }

@@ -662,6 +662,14 @@ bool Parser::parse_value(Value* out, AbstractParseHandler* handler, TextIterator
   });
 }
 
+bool Parser::parse_value(Value* out, AbstractParseHandler* handler, RawIterator& iterator,
+                         const ParseOption& option) {
+  Engine engine(error_, handler, option, iterator.current, iterator.end);
+  const bool ok = engine.run(out, Engine::Start::kValue);
+  iterator.current = engine.p;
+  return ok;
+}
+
 bool Parser::parse_array(Value* out, AbstractParseHandler* handler, TextIterator& iterator,
                          const ParseOption& option) {
   return onRawRange(iterator, [&](const char*& p, const char* end) {

@@ -86,6 +86,8 @@ class Parser {
     CharIterator end;
   };
   using TextIterator = Iterator<std::string::const_iterator>;
+  // The same over raw bytes, for callers that hold a C string and need no std::string copy.
+  using RawIterator = Iterator<const char*>;
 
   // Top-level parse in document mode: skips a (partial) byte-order mark, parses one value into
   // `out` and, unless option bit 1, fails on non-whitespace text after it. Returns the error
@@ -101,6 +103,9 @@ class Parser {
 
   // Value-level functions (document, event or validation mode as in the design note).
   bool parse_value(Value* out, AbstractParseHandler* handler, TextIterator& iterator,
+                   const ParseOption& option);
+  // The same over the bytes [iterator.current, iterator.end); identical results.
+  bool parse_value(Value* out, AbstractParseHandler* handler, RawIterator& iterator,
                    const ParseOption& option);
   bool parse_object(Value* out, AbstractParseHandler* handler, TextIterator& iterator,
                     const ParseOption& option);

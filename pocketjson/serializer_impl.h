@@ -12,6 +12,7 @@
 #ifndef POCKETJSON_SERIALIZER_IMPL_H
 #define POCKETJSON_SERIALIZER_IMPL_H
 
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -78,6 +79,30 @@ class StringSink {
   size_t length_;  // bytes of `out_` that hold text; the rest is spare room
 };
 
+// First byte in [p, end) that may need an escape (below 0x20, '"', '\\' or 0x7F), or `end`.
+// Eight bytes per step on little-endian machines: each test flags its lowest true match exactly
+// (bytes >= 0x80 are never flagged), so the lowest flag of the combined tests is a true match.
+inline const char* findEscapeCandidate(const char* p, const char* end) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHighs = 0x8080808080808080ull;
+  while (end - p >= 8) {
+    uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    const uint64_t quotes = word ^ (kOnes * '"');
+    const uint64_t backslashes = word ^ (kOnes * '\\');
+    const uint64_t deletes = word ^ (kOnes * 0x7F);
+    const uint64_t found =
+        ((word - kOnes * 0x20) & ~word & kHighs) | ((quotes - kOnes) & ~quotes & kHighs) |
+        ((backslashes - kOnes) & ~backslashes & kHighs) | ((deletes - kOnes) & ~deletes & kHighs);
+    if (found) return p + (__builtin_ctzll(found) >> 3);
+    p += 8;
+  }
+#endif
+  while (p != end && Serializer::kEscape[static_cast<unsigned char>(*p)] == 0) ++p;
+  return p;
+}
+
 // Writes `s` quoted and escaped; runs of bytes that need no escape are written in one piece.
 template <typename Sink>
 void writeString(Sink& sink, const std::string& s) {
@@ -86,6 +111,8 @@ void writeString(Sink& sink, const std::string& s) {
   const char* const end = p + s.size();
   const char* run = p;
   while (p != end) {
+    p = findEscapeCandidate(p, end);
+    if (p == end) break;
     const char letter = Serializer::kEscape[static_cast<unsigned char>(*p)];
     if (letter == 0) {
       ++p;
