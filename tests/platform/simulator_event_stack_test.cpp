@@ -13,18 +13,6 @@
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAddressSanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool kAddressSanitizer = true;
-#else
-constexpr bool kAddressSanitizer = false;
-#endif
-#else
-constexpr bool kAddressSanitizer = false;
-#endif
-
 // What one callback saw of the thread it ran on.
 struct StackSeen {
   size_t size = 0;      // the thread's stack size, 0 when it could not be read
@@ -85,12 +73,7 @@ void expectSmallStack(const std::vector<StackSeen>& seen, size_t expectedCount) 
 }
 
 TEST_F(EventStack, ReportedSizeIsSmall) {
-  const size_t size = ZrvSimEventThreadStackSize();
-  if (kAddressSanitizer) {
-    EXPECT_EQ(size, 1024u * 1024u);
-  } else {
-    EXPECT_EQ(size, 256u * 1024u);
-  }
+  EXPECT_EQ(ZrvSimEventThreadStackSize(), 256u * 1024u);
 }
 
 TEST_F(EventStack, EventCallbacksRunOnIt) {

@@ -107,9 +107,9 @@
  * joined by ZrvSimReset, when their number changes, and at process exit (before the static
  * destructors of everything that was created before the first event thread started).
  *
- * Event threads run on a small stack (ZrvSimEventThreadStackSize: 256 KiB; 1 MiB in
- * AddressSanitizer builds, whose instrumented frames are larger), as a host's event threads may,
- * so a callback that recursed natively in proportion to its payload's nesting would crash here.
+ * Event threads run on a small stack (ZrvSimEventThreadStackSize: 256 KiB, also in sanitizer
+ * builds), as a host's event threads may, so a callback that recursed natively in proportion to
+ * its payload's nesting would crash here.
  *
  * Memory: a closed connection is forgotten once no callback for it is running (an unknown handle
  * then answers as a closed one), and its timed events are dropped with it, as are those of an
