@@ -13,6 +13,21 @@
 
 namespace {
 
+// ThreadSanitizer keeps a large per-thread state in static TLS, which glibc places on the thread's
+// stack, so it enlarges a small requested stack by that much; the room left to the code stays
+// about what was asked for.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
 // What one callback saw of the thread it ran on.
 struct StackSeen {
   size_t size = 0;      // the thread's stack size, 0 when it could not be read
@@ -65,10 +80,17 @@ void expectSmallStack(const std::vector<StackSeen>& seen, size_t expectedCount) 
   ASSERT_EQ(seen.size(), expectedCount);
   const size_t size = ZrvSimEventThreadStackSize();
   for (const StackSeen& one : seen) {
-    EXPECT_EQ(one.size, size);
     EXPECT_TRUE(one.inside);
-    // The simulator's own frames under the callback take little of the stack.
-    EXPECT_GT(one.below, size * 3 / 4);
+    // Never more room under the callback than the size asked for.
+    EXPECT_LE(one.below, size);
+    if (kThreadSanitizer) {
+      EXPECT_GE(one.size, size);
+      EXPECT_GT(one.below, size / 4);
+    } else {
+      EXPECT_EQ(one.size, size);
+      // The simulator's own frames under the callback take little of the stack.
+      EXPECT_GT(one.below, size * 3 / 4);
+    }
   }
 }
 
