@@ -28,7 +28,7 @@ void stopAtExit() {
 // The stack of every event thread, in every build. AddressSanitizer's larger frames were measured
 // against it: the million-level payload tests pass under ASan on event threads of 64 KiB, and in
 // plain builds of 32 KiB, so 256 KiB leaves room for the sanitizers' own reporting as well.
-constexpr size_t kEventThreadStackSize = 256 * 1024;
+constexpr size_t kEventThreadStackSize = size_t{256} * 1024;
 
 }  // namespace
 
