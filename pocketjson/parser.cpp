@@ -197,7 +197,7 @@ bool Engine::run(Value* out, Start start) {
   return false;
 }
 
-bool Engine::readHex(unsigned& unit) {
+inline bool Engine::readHex(unsigned& unit) {
   unit = 0;
   for (int i = 0; i < 4; ++i) {
     const int digit = p != end ? hexValue(*p) : -1;
@@ -208,82 +208,114 @@ bool Engine::readHex(unsigned& unit) {
   return true;
 }
 
-// Entered on the opening quote; on success `p` stands behind the closing quote.
+// Entered on the opening quote; on success `p` stands behind the closing quote. Escapes are
+// decoded into a small local buffer that goes to `out` in one piece with the next plain run (or
+// when full, or on return, failures included), so a string of many escapes is not appended to
+// byte by byte.
 bool Engine::decodeString(std::string& out) {
+  char decoded[64];
+  size_t used = 0;
+  auto flush = [&out, &decoded, &used] {
+    if (used != 0) out.append(decoded, used);
+    used = 0;
+  };
   ++p;
   for (;;) {
     const char* run = p;
     p = findQuoteOrBackslash(p, end);
-    out.append(run, static_cast<size_t>(p - run));
-    if (p == end) return fail(kStringNotTerminated);
+    if (p != run) {
+      flush();
+      out.append(run, static_cast<size_t>(p - run));
+    }
+    if (p == end) {
+      flush();
+      return fail(kStringNotTerminated);
+    }
     if (*p == '"') {
+      flush();
       ++p;
       return true;
     }
-    ++p;  // the backslash
-    if (p == end) return fail(kStringBadEscape);
+    if (used > sizeof decoded - 4) flush();  // room for the longest escape (four bytes)
+    ++p;                                     // the backslash
+    if (p == end) {
+      flush();
+      return fail(kStringBadEscape);
+    }
     switch (*p) {
       case '"':
       case '\\':
       case '/':
-        out.push_back(*p);
+        decoded[used++] = *p;
         break;
       case 'b':
-        out.push_back('\b');
+        decoded[used++] = '\b';
         break;
       case 'f':
-        out.push_back('\f');
+        decoded[used++] = '\f';
         break;
       case 'n':
-        out.push_back('\n');
+        decoded[used++] = '\n';
         break;
       case 'r':
-        out.push_back('\r');
+        decoded[used++] = '\r';
         break;
       case 't':
-        out.push_back('\t');
+        decoded[used++] = '\t';
         break;
       case 'u': {
         ++p;
         unsigned unit;
-        if (!readHex(unit)) return false;
+        if (!readHex(unit)) {
+          flush();
+          return false;
+        }
         uint32_t codePoint = unit;
-        if (unit >= 0xDC00 && unit <= 0xDFFF) return false;  // lone low surrogate: no message
+        if (unit >= 0xDC00 && unit <= 0xDFFF) {  // lone low surrogate: no message
+          flush();
+          return false;
+        }
         if (unit >= 0xD800 && unit <= 0xDBFF) {
           if (p == end || *p != '\\' || p + 1 == end || p[1] != 'u') {
+            flush();
             return fail(kStringBadSurrogate);
           }
           p += 2;
           unsigned low;
-          if (!readHex(low)) return false;
-          if (low < 0xDC00 || low > 0xDFFF) return fail(kStringBadSurrogate);
+          if (!readHex(low)) {
+            flush();
+            return false;
+          }
+          if (low < 0xDC00 || low > 0xDFFF) {
+            flush();
+            return fail(kStringBadSurrogate);
+          }
           codePoint = ((unit - 0xD800) << 10) + (low & 0x3FF) + 0x10000;
         }
-        char bytes[4];
-        size_t n;
+        char* bytes = decoded + used;
         if (codePoint < 0x80) {
           bytes[0] = static_cast<char>(codePoint);
-          n = 1;
+          used += 1;
         } else if (codePoint < 0x800) {
           bytes[0] = static_cast<char>(0xC0 | (codePoint >> 6));
           bytes[1] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          n = 2;
+          used += 2;
         } else if (codePoint < 0x10000) {
           bytes[0] = static_cast<char>(0xE0 | (codePoint >> 12));
           bytes[1] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
           bytes[2] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          n = 3;
+          used += 3;
         } else {
           bytes[0] = static_cast<char>(0xF0 | (codePoint >> 18));
           bytes[1] = static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F));
           bytes[2] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
           bytes[3] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          n = 4;
+          used += 4;
         }
-        out.append(bytes, n);
         continue;  // `p` already stands behind the escape
       }
       default:
+        flush();
         return fail(kStringBadEscape);
     }
     ++p;

@@ -150,3 +150,50 @@ TEST(FastPaths, EscapeScanWithSeveralCandidatesInOneWord) {
   object[std::string("k\x01y\x7fz", 5)] = std::string("v\"al\\ue\x1f", 8);
   EXPECT_EQ(Serializer::compact(object), "{\"k\\u0001y\\u007fz\":\"v\\\"al\\\\ue\\u001f\"}");
 }
+
+TEST(FastPaths, ManyEscapesInARow) {
+  // Decoded escapes are gathered in a buffer of 64 bytes: runs of every escape length across
+  // that size, with plain bytes between them, decode as written.
+  const std::vector<std::pair<std::string, std::string>> escapes = {
+      {"\\n", "\n"},
+      {"\\u00e9", "\xc3\xa9"},
+      {"\\u20ac", "\xe2\x82\xac"},
+      {"\\ud83d\\ude00", "\xf0\x9f\x98\x80"},
+  };
+  for (const auto& escape : escapes) {
+    for (size_t count : {1u, 15u, 16u, 17u, 21u, 22u, 64u, 65u, 200u}) {
+      std::string text = "\"";
+      std::string expected;
+      for (size_t i = 0; i < count; ++i) {
+        text += escape.first;
+        expected += escape.second;
+        if (i % 7 == 6) {
+          text += "ab";
+          expected += "ab";
+        }
+      }
+      text += "\"";
+      Value out;
+      Parser parser;
+      ASSERT_TRUE(parser.tryParse(out, text)) << text;
+      EXPECT_EQ(out.asString(), expected) << text;
+    }
+  }
+}
+
+TEST(FastPaths, DecodedBytesBeforeAFailureAreKept) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"\"a\\u00e9\\u00e9\\q", "a\xc3\xa9\xc3\xa9"},
+      {"\"\\t\\t\\ud800x", "\t\t"},
+      {"\"\\u0041\\u004", "A"},
+      {"\"x\\u0041\\udc00", "xA"},
+      {"\"\\u0041\\\\", "A\\"},
+  };
+  for (const auto& c : cases) {
+    Parser parser;
+    std::string result;
+    Parser::TextIterator iterator(c.first.begin(), c.first.end());
+    EXPECT_FALSE(parser.parse_string(result, iterator)) << c.first;
+    EXPECT_EQ(result, c.second) << c.first;
+  }
+}
