@@ -41,17 +41,17 @@ extern "C" {
 #endif
 
 /* Connect (POST) and disconnect (DELETE) the application "name" of parameters. */
-ZARVO_BRIDGING_EXPORT int ZarvoApplication(const char* options, const char* parameters, const char* extra,
-                     const char* body);
+ZARVO_BRIDGING_EXPORT int ZarvoApplication(const char* options, const char* parameters,
+                                           const char* extra, const char* body);
 /* Send a request (POST): body {"uri":..., "requestData":..., "settings":..., "target":...}. */
-ZARVO_BRIDGING_EXPORT int ZarvoApplicationBridge(const char* options, const char* parameters, const char* extra,
-                           const char* body);
+ZARVO_BRIDGING_EXPORT int ZarvoApplicationBridge(const char* options, const char* parameters,
+                                                 const char* extra, const char* body);
 /* Subscribe (POST) / unsubscribe (DELETE) the event "type" of parameters; body {"target":...}. */
-ZARVO_BRIDGING_EXPORT int ZarvoApplicationEvent(const char* options, const char* parameters, const char* extra,
-                          const char* body);
+ZARVO_BRIDGING_EXPORT int ZarvoApplicationEvent(const char* options, const char* parameters,
+                                                const char* extra, const char* body);
 /* Run a custom task (POST): body {"type":..., "data":..., "target":...}. */
-ZARVO_BRIDGING_EXPORT int ZarvoApplicationCustom(const char* options, const char* parameters, const char* extra,
-                           const char* body);
+ZARVO_BRIDGING_EXPORT int ZarvoApplicationCustom(const char* options, const char* parameters,
+                                                 const char* extra, const char* body);
 /* Disconnects and forgets every connected application. Calling it again is harmless; the entry
  * points stay usable afterwards. */
 ZARVO_BRIDGING_EXPORT void TearDown(void);

@@ -193,15 +193,15 @@ size_t ZrvSimTimerCount(void);
 /* ---- Call log ----------------------------------------------------------------------------- */
 
 typedef struct ZrvSimCall {
-  const char* function;  /* "ZrvConnectApplication", "ZrvBridgeCross", ... */
-  unsigned long handle;  /* handle argument (0 for NULL); for a connect, the handle returned */
-  int argCount;          /* number of text arguments below */
-  const char* args[4];   /* text arguments in call order */
-  const void* callback;  /* the callback passed, or NULL (also where the function takes none) */
-  const void* context;   /* the context passed, or NULL */
-  long result;           /* the result returned (the handle number for a connect) */
-  int calledBack;        /* ZrvBridgeCross / ZrvExecuteCustomTask called back before returning */
-  const char* text;      /* the canonical text line, without a newline */
+  const char* function; /* "ZrvConnectApplication", "ZrvBridgeCross", ... */
+  unsigned long handle; /* handle argument (0 for NULL); for a connect, the handle returned */
+  int argCount;         /* number of text arguments below */
+  const char* args[4];  /* text arguments in call order */
+  const void* callback; /* the callback passed, or NULL (also where the function takes none) */
+  const void* context;  /* the context passed, or NULL */
+  long result;          /* the result returned (the handle number for a connect) */
+  int calledBack;       /* ZrvBridgeCross / ZrvExecuteCustomTask called back before returning */
+  const char* text;     /* the canonical text line, without a newline */
 } ZrvSimCall;
 
 /* Number of logged calls. */
