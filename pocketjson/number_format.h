@@ -39,6 +39,11 @@ size_t formatInteger(char* buf, int64_t v) noexcept;
 // characters (0 when the formatter reported none).
 size_t formatDouble(char* buf, double v, const NumberLocale& locale) noexcept;
 
+// The text of a lone double: "0.0" for both zeros, "nan", "inf" or "-inf", else formatDouble
+// under the current locale. Returns the number of characters; `finite` is false for NaN and the
+// infinities.
+size_t formatDoubleText(char* buf, double v, bool& finite) noexcept;
+
 // True when the bits of `v` are those of +0.0 or -0.0.
 inline bool isZeroBits(uint64_t bits) noexcept {
   return (bits & ~(uint64_t{1} << 63)) == 0;

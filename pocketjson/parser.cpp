@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "pocketjson/byte_scan.h"
 #include "pocketjson/number_format.h"
 
 namespace pocketjson {
@@ -45,20 +46,13 @@ inline bool isSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-// First byte in [p, end) that is '"' or '\\', or `end`. Eight bytes per step on little-endian
-// machines (the lowest flagged byte of the zero-byte test is always a true match).
+// First byte in [p, end) that is '"' or '\\', or `end`; eight bytes per step where possible.
 inline const char* findQuoteOrBackslash(const char* p, const char* end) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-  constexpr uint64_t kOnes = 0x0101010101010101ull;
-  constexpr uint64_t kHighs = 0x8080808080808080ull;
+#if POCKETJSON_WORD_SCAN
   while (end - p >= 8) {
-    uint64_t word;
-    std::memcpy(&word, p, sizeof word);
-    const uint64_t quotes = word ^ (kOnes * '"');
-    const uint64_t backslashes = word ^ (kOnes * '\\');
-    const uint64_t found =
-        ((quotes - kOnes) & ~quotes & kHighs) | ((backslashes - kOnes) & ~backslashes & kHighs);
-    if (found) return p + (__builtin_ctzll(found) >> 3);
+    const uint64_t word = detail::loadWord(p);
+    const uint64_t found = detail::bytesEqual(word, '"') | detail::bytesEqual(word, '\\');
+    if (found) return p + detail::firstFlaggedByte(found);
     p += 8;
   }
 #endif

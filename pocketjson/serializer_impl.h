@@ -19,6 +19,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "pocketjson/byte_scan.h"
 #include "pocketjson/number_format.h"
 #include "pocketjson/serializer.h"
 
@@ -79,23 +80,15 @@ class StringSink {
   size_t length_;  // bytes of `out_` that hold text; the rest is spare room
 };
 
-// First byte in [p, end) that may need an escape (below 0x20, '"', '\\' or 0x7F), or `end`.
-// Eight bytes per step on little-endian machines: each test flags its lowest true match exactly
-// (bytes >= 0x80 are never flagged), so the lowest flag of the combined tests is a true match.
+// First byte in [p, end) that may need an escape (below 0x20, '"', '\\' or 0x7F), or `end`;
+// eight bytes per step where possible.
 inline const char* findEscapeCandidate(const char* p, const char* end) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-  constexpr uint64_t kOnes = 0x0101010101010101ull;
-  constexpr uint64_t kHighs = 0x8080808080808080ull;
+#if POCKETJSON_WORD_SCAN
   while (end - p >= 8) {
-    uint64_t word;
-    std::memcpy(&word, p, sizeof word);
-    const uint64_t quotes = word ^ (kOnes * '"');
-    const uint64_t backslashes = word ^ (kOnes * '\\');
-    const uint64_t deletes = word ^ (kOnes * 0x7F);
-    const uint64_t found =
-        ((word - kOnes * 0x20) & ~word & kHighs) | ((quotes - kOnes) & ~quotes & kHighs) |
-        ((backslashes - kOnes) & ~backslashes & kHighs) | ((deletes - kOnes) & ~deletes & kHighs);
-    if (found) return p + (__builtin_ctzll(found) >> 3);
+    const uint64_t word = detail::loadWord(p);
+    const uint64_t found = detail::bytesBelow(word, 0x20) | detail::bytesEqual(word, '"') |
+                           detail::bytesEqual(word, '\\') | detail::bytesEqual(word, 0x7F);
+    if (found) return p + detail::firstFlaggedByte(found);
     p += 8;
   }
 #endif
@@ -318,31 +311,16 @@ void Serializer::indent(OutputIterator& out, const Attributes& attributes, const
 
 template <typename OutputIterator>
 bool Double::toString(OutputIterator out) const {
-  uint64_t bits;
-  std::memcpy(&bits, &value_, sizeof bits);
   auto emit = [&out](const char* p, size_t n) {
     for (size_t i = 0; i < n; ++i) {
       *out = p[i];
       ++out;
     }
   };
-  if (detail::isZeroBits(bits)) {
-    emit("0.0", 3);
-    return true;
-  }
-  if (detail::isNanOrInfBits(bits)) {
-    if (bits & ((uint64_t{1} << 52) - 1)) {
-      emit("nan", 3);
-    } else if (bits >> 63) {
-      emit("-inf", 4);
-    } else {
-      emit("inf", 3);
-    }
-    return false;
-  }
   char buffer[detail::kNumberBufferSize];
-  emit(buffer, detail::formatDouble(buffer, value_, detail::NumberLocale::current()));
-  return true;
+  bool finite = true;
+  emit(buffer, detail::formatDoubleText(buffer, value_, finite));
+  return finite;
 }
 
 }  // namespace pocketjson

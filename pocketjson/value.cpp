@@ -333,14 +333,8 @@ std::string Value::toString(const std::string& defaultValue) const {
     case kInteger:
       return std::string(buffer, detail::formatInteger(buffer, payload_.i));
     case kFloat: {
-      const uint64_t bits = payload_.word;
-      if (detail::isZeroBits(bits)) return "0.0";
-      if (detail::isNanOrInfBits(bits)) {
-        if (bits & ((uint64_t{1} << 52) - 1)) return "nan";
-        return (bits >> 63) ? "-inf" : "inf";
-      }
-      return std::string(buffer,
-                         detail::formatDouble(buffer, payload_.d, detail::NumberLocale::current()));
+      bool finite = true;
+      return std::string(buffer, detail::formatDoubleText(buffer, payload_.d, finite));
     }
     case kString:
       return payload_.c ? containerAs<std::string>()->value : std::string();
@@ -580,6 +574,23 @@ size_t formatDouble(char* buf, double v, const NumberLocale& locale) noexcept {
   for (size_t i = 0; i < length; ++i) {
     if (buf[i] == locale.point) buf[i] = '.';
   }
+  return length;
+}
+
+size_t formatDoubleText(char* buf, double v, bool& finite) noexcept {
+  uint64_t bits;
+  std::memcpy(&bits, &v, sizeof bits);
+  finite = !isNanOrInfBits(bits);
+  const char* fixed = nullptr;
+  if (isZeroBits(bits)) {
+    fixed = "0.0";
+  } else if (!finite) {
+    fixed = (bits & ((uint64_t{1} << 52) - 1)) ? "nan" : (bits >> 63) ? "-inf" : "inf";
+  } else {
+    return formatDouble(buf, v, NumberLocale::current());
+  }
+  const size_t length = std::strlen(fixed);
+  std::memcpy(buf, fixed, length + 1);  // the terminator too: the buffer holds a C text
   return length;
 }
 
