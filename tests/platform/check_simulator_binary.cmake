@@ -25,7 +25,8 @@ list(SORT exported)
 set(expected
   ZrvBridgeCross ZrvConnectApplication ZrvDisconnectApplication ZrvExecuteCustomTask
   ZrvRegisterEvent ZrvSetApplicationDidDisconnectCallback ZrvSimCallCount ZrvSimCallLog
-  ZrvSimClearLog ZrvSimConnectionRecordCount ZrvSimDefaultProgram ZrvSimEventCallbackCount
+  ZrvSimClearLog ZrvSimConnectionNamed ZrvSimConnectionRecordCount ZrvSimDefaultProgram
+  ZrvSimEventCallbackCount
   ZrvSimEventThreadStackSize ZrvSimFlush ZrvSimGetCall ZrvSimTimerCount
   ZrvSimLoadDescription ZrvSimLoadDescriptionText ZrvSimPostEvent ZrvSimRaiseDidDisconnect
   ZrvSimRaiseEvent ZrvSimRaiseEventWithNullContext ZrvSimReset ZrvSimSetCallLogEnabled

@@ -181,6 +181,10 @@ int ZrvSimRaiseDidDisconnect(ZrvApplicationHandle handle, int nullContext);
  * (h - 1) % count, so the events of one connection arrive in order. Events still queued and
  * timed events move to the new threads. */
 void ZrvSimSetEventThreadCount(int count);
+/* The newest open connection that was made under the application name `name` (NULL when there
+ * is none, or `name` is NULL), so that a host can raise events and notices for an application
+ * that the plug-in connected: the plug-in keeps its handles to itself. */
+ZrvApplicationHandle ZrvSimConnectionNamed(const char* name);
 /* Number of event callbacks made since the last reset. */
 long ZrvSimEventCallbackCount(void);
 /* The stack size, in bytes, that every event thread is created with. */

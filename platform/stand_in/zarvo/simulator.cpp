@@ -261,6 +261,14 @@ size_t Simulator::connectionRecordCount() {
   return connections_.size();
 }
 
+unsigned long Simulator::openConnectionNamed(const std::string& name) {
+  Lock lock(mutex_);
+  for (auto it = connections_.rbegin(); it != connections_.rend(); ++it) {
+    if (it->second.open && it->second.name == name) return it->first;
+  }
+  return 0;
+}
+
 long Simulator::eventCallbackCount() {
   Lock lock(mutex_);
   return eventCallbacks_;

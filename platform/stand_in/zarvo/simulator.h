@@ -112,6 +112,8 @@ class Simulator {
   static size_t eventThreadStackSize();
   // Connection records kept: open connections plus closed ones with a callback still running.
   size_t connectionRecordCount();
+  // The newest open connection made under `name`, 0 when there is none.
+  unsigned long openConnectionNamed(const std::string& name);
   // Timers of timed events waiting in the workers (and held while they are replaced).
   size_t timerCount();
 

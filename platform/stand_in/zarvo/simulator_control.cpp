@@ -164,6 +164,16 @@ ZRV_SIM_EXPORT size_t ZrvSimTimerCount(void) {
   return Simulator::instance().timerCount();
 }
 
+ZRV_SIM_EXPORT ZrvApplicationHandle ZrvSimConnectionNamed(const char* name) {
+  if (name == nullptr) return nullptr;
+  try {
+    const unsigned long handle = Simulator::instance().openConnectionNamed(name);
+    return reinterpret_cast<ZrvApplicationHandle>(static_cast<std::uintptr_t>(handle));
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 ZRV_SIM_EXPORT long ZrvSimEventCallbackCount(void) {
   return Simulator::instance().eventCallbackCount();
 }
