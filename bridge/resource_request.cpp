@@ -1,5 +1,8 @@
 #include "bridge/resource_request.h"
 
+#include <cstring>
+#include <stdexcept>
+
 #include "bridge/application_manager.h"
 #include "pocketjson/parser.h"
 
@@ -37,9 +40,20 @@ zarvo::Application& applicationNamedIn(const BridgeData& data) {
 }
 
 pocketjson::Value readApplicationText(const char* json) {
+  if (json == nullptr) throw std::logic_error("basic_string: construction from null is not valid");
+  // Parsed straight over the application's bytes, with the top-level rules that apply under
+  // option 3: each byte of a byte-order mark is skipped when it is the next one, a trailing
+  // comma is accepted, and text after the value is not looked at (so the check for it is not
+  // run). The text ends at its NUL.
+  const char* first = json;
+  const char* const last = json + std::strlen(json);
+  if (first != last && static_cast<unsigned char>(*first) == 0xEF) ++first;
+  if (first != last && static_cast<unsigned char>(*first) == 0xBB) ++first;
+  if (first != last && static_cast<unsigned char>(*first) == 0xBF) ++first;
   pocketjson::Value value;
   pocketjson::Parser parser;
-  static_cast<void>(parser.tryParse(value, json, pocketjson::ParseOption(3)));
+  pocketjson::Parser::RawIterator iterator(first, last);
+  static_cast<void>(parser.parse_value(&value, nullptr, iterator, pocketjson::ParseOption(3)));
   return value;
 }
 
