@@ -8,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-#include "pocketjson/number_format.h"
+#include "pocketjson/internal/number_format.h"
 
 namespace pocketjson {
 

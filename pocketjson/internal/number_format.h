@@ -12,8 +12,8 @@
 //
 // Ownership: plain functions writing into caller buffers. Threads: reads the calling thread's
 // locale only. Failure: none beyond the documented return values.
-#ifndef POCKETJSON_NUMBER_FORMAT_H
-#define POCKETJSON_NUMBER_FORMAT_H
+#ifndef POCKETJSON_INTERNAL_NUMBER_FORMAT_H
+#define POCKETJSON_INTERNAL_NUMBER_FORMAT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -56,4 +56,4 @@ inline bool isNanOrInfBits(uint64_t bits) noexcept {
 }  // namespace detail
 }  // namespace pocketjson
 
-#endif  // POCKETJSON_NUMBER_FORMAT_H
+#endif  // POCKETJSON_INTERNAL_NUMBER_FORMAT_H
