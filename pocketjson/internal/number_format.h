@@ -1,4 +1,5 @@
-// pocketjson number text helpers shared by the value, the serializer and the parser.
+// pocketjson number text helpers shared by the value, the serializer and the parser (defined in
+// number_format.cpp).
 //
 // Design note
 // -----------
