@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "pocketjson/byte_scan.h"
-#include "pocketjson/number_format.h"
+#include "pocketjson/internal/byte_scan.h"
+#include "pocketjson/internal/number_format.h"
 
 namespace pocketjson {
 

@@ -84,6 +84,6 @@ class Double {
 
 }  // namespace pocketjson
 
-#include "pocketjson/serializer_impl.h"  // template definitions
+#include "pocketjson/internal/serializer_impl.h"  // template definitions
 
 #endif  // POCKETJSON_SERIALIZER_H
