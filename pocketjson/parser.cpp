@@ -10,6 +10,7 @@
 
 #include "pocketjson/internal/byte_scan.h"
 #include "pocketjson/internal/number_format.h"
+#include "pocketjson/internal/simd_scan.h"
 
 namespace pocketjson {
 
@@ -145,8 +146,10 @@ class Engine {
     return false;
   }
   bool cancel() { return fail(kHandlerCancelled); }
+  // Compact text has no whitespace, so the first test usually answers; runs of indentation are
+  // skipped sixteen bytes at a time.
   void skipSpace() {
-    while (p != end && static_cast<unsigned char>(*p) <= ' ' && isSpace(*p)) ++p;
+    if (p != end && static_cast<unsigned char>(*p) <= ' ') p = detail::skipJsonSpace(p, end);
   }
   bool literal(const char* rest, size_t length) {
     if (static_cast<size_t>(end - p) <= length || std::memcmp(p + 1, rest, length) != 0) {
