@@ -11,6 +11,7 @@
 #include "pocketjson/internal/byte_scan.h"
 #include "pocketjson/internal/number_format.h"
 #include "pocketjson/internal/simd_scan.h"
+#include "pocketjson/internal/small_stack.h"
 
 namespace pocketjson {
 
@@ -131,7 +132,7 @@ class Engine {
     Value::Object* members;  // objects: the map once obtained (unshared), else null
     size_t count;            // elements or members completed
     bool isObject;
-    std::unique_ptr<Value> scratch;  // target for values of duplicate keys
+    Value* scratch;  // target for values of duplicate keys, once needed (scratchAt)
   };
 
   bool walk(Value* out, Start start);
@@ -168,7 +169,15 @@ class Engine {
   bool localeKnown_ = false;
   std::string text_;    // decoded string or key
   std::string digits_;  // number text for the C library conversion
-  std::vector<Frame> stack_;
+  // Scratch values for duplicate keys, one per nesting level, made when first needed.
+  Value* scratchAt(size_t level) {
+    if (scratches_.size() <= level) scratches_.resize(level + 1);
+    if (!scratches_[level]) scratches_[level].reset(new Value());
+    return scratches_[level].get();
+  }
+
+  detail::SmallStack<Frame, 16> stack_;  // the open containers; no allocation for 16 levels
+  std::vector<std::unique_ptr<Value>> scratches_;
   std::vector<Value> pending_;  // element slots of the open arrays, innermost last
 };
 
@@ -578,8 +587,8 @@ objectNext:
     if (members.size() != before) {
       target = &slot->second;
     } else {
-      if (!frame.scratch) frame.scratch.reset(new Value());
-      target = frame.scratch.get();
+      if (!frame.scratch) frame.scratch = scratchAt(stack_.size() - 1);
+      target = frame.scratch;
     }
   }
   goto parseValue;

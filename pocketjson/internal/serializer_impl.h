@@ -21,6 +21,7 @@
 
 #include "pocketjson/internal/byte_scan.h"
 #include "pocketjson/internal/number_format.h"
+#include "pocketjson/internal/small_stack.h"
 #include "pocketjson/serializer.h"
 
 namespace pocketjson {
@@ -64,16 +65,29 @@ class StringSink {
     length_ += n;
   }
   // Runs `format(buffer)` directly on the string's spare room (see IteratorSink::format).
+  // Without that much room left, the number is formatted aside and written, so that a short
+  // text does not leave the string's own inline buffer for a number's worst case.
   template <typename Format>
   void format(Format&& format) {
-    if (out_.size() - length_ < kNumberBufferSize) grow(kNumberBufferSize);
-    length_ += format(&out_[length_]);
+    if (out_.size() - length_ >= kNumberBufferSize) {
+      length_ += format(&out_[length_]);
+      return;
+    }
+    char buffer[kNumberBufferSize];
+    write(buffer, format(buffer));
   }
 
  private:
+  // The room the string already has is used first (for a short text: its inline buffer), then
+  // the size doubles, by at least `n` and 64 bytes.
   void grow(size_t n) {
+    const size_t needed = length_ + n;
+    if (needed <= out_.capacity()) {
+      out_.resize(out_.capacity());
+      return;
+    }
     const size_t doubled = out_.size() * 2;
-    out_.resize(doubled > length_ + n + 64 ? doubled : length_ + n + 64);
+    out_.resize(doubled > needed + 64 ? doubled : needed + 64);
   }
 
   std::string& out_;
@@ -202,7 +216,7 @@ bool writeTree(Sink& sink, const Value& root, const Serializer::Attributes& attr
   };
   NumberLocale locale;
   bool localeKnown = false;
-  std::vector<Frame> stack;
+  SmallStack<Frame, 16> stack;  // the open containers; no allocation for 16 levels
   const bool pretty = attributes.pretty;
   const Value* value = &root;
   int level = depth;
