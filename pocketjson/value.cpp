@@ -4,47 +4,13 @@
 #include <cstring>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "pocketjson/internal/number_format.h"
 
 namespace pocketjson {
 
 namespace {
-
-// Containers whose last share went away while another container was being deleted. Deleting a
-// container only releases its direct members; a member's own container is queued here instead of
-// being deleted from inside its parent's destructor, so destroying a tree of any depth needs no
-// native recursion. The list is trivially destructible (zero-initialised thread_local, no guard),
-// keeps a small inline buffer and frees its heap part as soon as it is drained.
-struct ReleaseList {
-  static constexpr size_t kInline = 32;
-  Value::AbstractContainer* inlineItems[kInline];
-  Value::AbstractContainer** heap;
-  size_t size;
-  size_t capacity;  // heap capacity; 0 while only the inline buffer is used
-  bool draining;
-
-  Value::AbstractContainer** items() noexcept { return capacity ? heap : inlineItems; }
-
-  // False only when the list cannot grow (memory exhausted).
-  bool push(Value::AbstractContainer* c) noexcept {
-    const size_t limit = capacity ? capacity : kInline;
-    if (size == limit) {
-      const size_t grown = limit * 2;
-      auto** bigger = static_cast<Value::AbstractContainer**>(
-          capacity ? std::realloc(heap, grown * sizeof(Value::AbstractContainer*))
-                   : std::malloc(grown * sizeof(Value::AbstractContainer*)));
-      if (!bigger) return false;
-      if (!capacity) std::memcpy(bigger, inlineItems, sizeof(inlineItems));
-      heap = bigger;
-      capacity = grown;
-    }
-    items()[size++] = c;
-    return true;
-  }
-};
-
-thread_local ReleaseList tReleaseList;
 
 // Every static empty container the read accessors hand out, kept with the shared null value in
 // one function-local static.
@@ -62,29 +28,64 @@ const SharedStatics& sharedStatics() {
 
 }  // namespace
 
+// Releasing a tree. Each container whose last share goes away has its members released before
+// it is deleted, so its destructor finds them empty. Nested containers are deleted by native
+// recursion for up to kNativeReleaseLevels levels below the one being deleted; a container
+// further down is put on the work list of the outermost call, which deletes it, again with up to
+// kNativeReleaseLevels levels of recursion, once the current one returns. A tree of ordinary depth
+// thus needs no list at all, and any depth needs bounded native stack.
+namespace {
+constexpr int kNativeReleaseLevels = 48;
+}  // namespace
+
+struct Value::DeeperContainers {
+  std::vector<std::pair<AbstractContainer*, Type>> items;
+};
+
+void Value::releaseMember(Value& member, int levelsLeft, DeeperContainers& deeper) noexcept {
+  if (!(member.type_ & kContainerMask) || !member.payload_.c) return;
+  AbstractContainer* c = member.payload_.c;
+  member.payload_.c = nullptr;
+  if (--c->refCount != 0) return;
+  if (member.type_ == kString) {
+    delete c;
+  } else if (levelsLeft > 0) {
+    destroyTree(c, member.type_, levelsLeft - 1, deeper);
+  } else {
+    try {
+      deeper.items.emplace_back(c, member.type_);
+    } catch (...) {  // memory exhausted: delete it here, recursing as deep as it goes
+      destroyTree(c, member.type_, kNativeReleaseLevels, deeper);
+    }
+  }
+}
+
+void Value::destroyTree(AbstractContainer* c, Type t, int levelsLeft,
+                        DeeperContainers& deeper) noexcept {
+  if (t == kObject) {
+    for (auto& member : static_cast<Container<Object>*>(c)->value) {
+      releaseMember(member.second, levelsLeft, deeper);
+    }
+  } else if (t == kArray) {
+    for (Value& element : static_cast<Container<Array>*>(c)->value) {
+      releaseMember(element, levelsLeft, deeper);
+    }
+  }
+  delete c;
+}
+
 void Value::destroyContainer(AbstractContainer* c, Type t) noexcept {
-  if (t == kString) {  // strings own no values: nothing nested to defer
+  if (t == kString) {  // strings own no values
     delete c;
     return;
   }
-  ReleaseList& list = tReleaseList;
-  if (list.draining) {
-    // Only under memory exhaustion does this fall back to deleting in place (recursively).
-    if (!list.push(c)) delete c;
-    return;
+  DeeperContainers deeper;  // stays empty, without allocating, for trees of ordinary depth
+  destroyTree(c, t, kNativeReleaseLevels, deeper);
+  while (!deeper.items.empty()) {
+    const std::pair<AbstractContainer*, Type> next = deeper.items.back();
+    deeper.items.pop_back();
+    destroyTree(next.first, next.second, kNativeReleaseLevels, deeper);
   }
-  list.draining = true;
-  delete c;
-  while (list.size) {
-    AbstractContainer* next = list.items()[--list.size];
-    delete next;
-  }
-  if (list.capacity) {
-    std::free(list.heap);
-    list.heap = nullptr;
-    list.capacity = 0;
-  }
-  list.draining = false;
 }
 
 Value::Value(const std::string& s) : type_(kString) {

@@ -13,8 +13,9 @@
 // is also the order in which the serializer writes them.
 //
 // Depth: no operation here recurses natively in proportion to nesting depth. Copies are O(1);
-// releasing the last share of a deeply nested tree is done with an explicit work list, so a
-// million nested arrays are destroyed on a small thread stack.
+// releasing the last share of a tree recurses natively for a bounded number of levels and
+// continues from a local work list below them, so a million nested arrays are destroyed on a
+// small thread stack.
 //
 // Threads: a Value tree must be used by one thread at a time (the share counts are plain
 // integers). Only the one-time initialisation of `s_null()` is synchronised.
@@ -104,7 +105,7 @@ class Value {
   static Value of(Type t);
 
   // Drops this value's share; the last share deletes the container. Nested containers are
-  // released through a per-thread work list, never by native recursion.
+  // released with bounded native recursion and a work list, whatever the depth.
   ~Value() {
     if (type_ & kContainerMask) release();
   }
@@ -206,8 +207,13 @@ class Value {
 
  private:
   void setInteger(int64_t i) noexcept;
-  // Deletes a container whose last share is gone; defers nested ones to the per-thread list.
+  // Deletes a container whose last share is gone, with the nested containers whose last share
+  // it held (see value.cpp: native recursion for the first levels, a work list below them).
   static void destroyContainer(AbstractContainer* c, Type t) noexcept;
+  struct DeeperContainers;
+  static void destroyTree(AbstractContainer* c, Type t, int levelsLeft,
+                          DeeperContainers& deeper) noexcept;
+  static void releaseMember(Value& member, int levelsLeft, DeeperContainers& deeper) noexcept;
   AbstractContainer* container() const noexcept { return payload_.c; }
   template <typename T>
   Container<T>* containerAs() const noexcept {

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include "test_support.h"
 
@@ -318,4 +319,57 @@ TEST(Value, EqualityIsStructural) {
   EXPECT_TRUE(a == b);
   EXPECT_TRUE(a != c);
   EXPECT_TRUE(a != d);  // integer 1 and double 1.0 differ by type
+}
+
+namespace {
+
+// Levels below the value (arrays of one element, or objects of one member "k").
+size_t nestedLevels(const pocketjson::Value& v) {
+  size_t levels = 0;
+  const pocketjson::Value* at = &v;
+  while ((at->isArray() && at->size() == 1) || (at->isObject() && at->has("k"))) {
+    at = at->isArray() ? &at->asArray()[0] : &at->get("k");
+    ++levels;
+  }
+  return levels;
+}
+
+}  // namespace
+
+// Releasing a tree deeper than the levels it deletes by native recursion (then a work list)
+// leaves every subtree that is still shared intact, at any depth, for arrays and objects.
+TEST(ValueRelease, SharedSubtreesAtAnyDepthSurviveTheReleaseOfTheirRoot) {
+  for (const bool objects : {false, true}) {
+    std::vector<pocketjson::Value> kept;
+    {
+      pocketjson::Value root;
+      pocketjson::Value* at = &root;
+      for (int level = 0; level < 300; ++level) {
+        if (objects) {
+          at = &(*at)["k"];
+        } else {
+          at->push_back(pocketjson::Value());
+          at = &at->mutableArray()[0];
+        }
+      }
+      *at = "leaf";
+      const pocketjson::Value* walk = &root;
+      for (int level = 0; level < 300; ++level) {
+        if (level == 3 || level == 47 || level == 48 || level == 49 || level == 97 ||
+            level == 250) {
+          kept.push_back(*walk);
+        }
+        walk = objects ? &walk->get("k") : &walk->asArray()[0];
+      }
+      EXPECT_EQ(nestedLevels(root), 300u);
+    }
+    const size_t expected[] = {297, 253, 252, 251, 203, 50};
+    ASSERT_EQ(kept.size(), 6u);
+    for (size_t i = 0; i < kept.size(); ++i) {
+      EXPECT_EQ(nestedLevels(kept[i]), expected[i]) << objects << " " << i;
+      // The outermost kept subtree lost its parent; every other one is still held by its parent
+      // inside the outermost one as well.
+      EXPECT_EQ(kept[i].shareCount(), i == 0 ? 1 : 2) << objects << " " << i;
+    }
+  }
 }
