@@ -39,7 +39,7 @@ zarvo::Application& applicationNamedIn(const BridgeData& data) {
 pocketjson::Value readApplicationText(const char* json) {
   pocketjson::Value value;
   pocketjson::Parser parser;
-  static_cast<void>(parser.tryParse(value, json, pocketjson::ParseOption(3)));
+  static_cast<void>(parser.tryParse(value, json, pocketjson::ParseOption::kLenient));
   return value;
 }
 

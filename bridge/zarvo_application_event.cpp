@@ -63,11 +63,8 @@ void Application::onEvent(const std::string& type, const pocketjson::Value& data
   event["type"] = type;
   event["data"] = data;
 
-  pocketjson::Serializer::Attributes compact;
-  compact.pretty = false;
-  std::string text;
   // The serializer's result is not consulted: whatever it wrote is dispatched.
-  pocketjson::Serializer().serialize(text, event, compact, -1, nullptr);
+  const std::string text = pocketjson::Serializer::compact(event);
   BridgeHelperDispatchEvent("zarvoEvent", text.c_str());
 }
 
@@ -79,8 +76,8 @@ void OnEvent(const char* type, const char* json, void* context) {
   if (context == nullptr) {
     return;
   }
-  // Option 3: a trailing comma is accepted and text after the payload is ignored. A failed parse
-  // still produces an event, carrying whatever value the parser left.
+  // ParseOption::kLenient: a trailing comma is accepted and text after the payload is ignored. A
+  // failed parse still produces an event, carrying whatever value the parser left.
   static_cast<Application*>(context)->onEvent(type, bridge::readApplicationText(json));
 }
 
