@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "bridge/application_manager.h"
+#include "bridge/application.h"
 #include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"

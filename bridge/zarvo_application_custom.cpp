@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "bridge/application_manager.h"
+#include "bridge/application.h"
 #include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"

@@ -2,10 +2,8 @@
 
 #include <string>
 
-#include "bridge/application_manager.h"
+#include "bridge/application.h"
 #include "bridge/resource_request.h"
-#include "bridge_helper.h"
-#include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
 
 namespace bridge {
@@ -55,17 +53,6 @@ BridgeResult ZarvoApplicationEvent::Delete(const BridgeData& data) {
     throwNoResponse();
   }
   return BridgeResult::ok();
-}
-
-void Application::onEvent(const std::string& type, const pocketjson::Value& data) {
-  pocketjson::Value event;
-  event["app"] = name;
-  event["type"] = type;
-  event["data"] = data;
-
-  // The serializer's result is not consulted: whatever it wrote is dispatched.
-  const std::string text = pocketjson::Serializer::compact(event);
-  BridgeHelperDispatchEvent("zarvoEvent", text.c_str());
 }
 
 }  // namespace bridge
