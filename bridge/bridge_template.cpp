@@ -36,10 +36,9 @@ void parseRequestText(const char* text, pocketjson::Value& out) {
     }
   }
 
-  const pocketjson::ParseOption option;  // all flags clear
   pocketjson::Parser parser;
   pocketjson::Parser::RawIterator iterator(first, last);
-  static_cast<void>(parser.parse_value(&out, nullptr, iterator, option));
+  static_cast<void>(parser.parse_value(&out, nullptr, iterator, pocketjson::ParseOption::kStrict));
 
   // A top-level parse would now check for text after the value ("Gabage string exists after
   // json string."). Here that verdict is thrown away together with the parser's own message: a
@@ -147,9 +146,6 @@ BridgeResult BridgeTemplate::Delete(const BridgeData& /*data*/) {
 }
 
 std::string BridgeTemplate::envelope(const BridgeResult& result) {
-  const pocketjson::Serializer serializer;
-  const pocketjson::Serializer::Attributes attributes;  // compact: no pretty, empty strings
-  const int depth = -1;
   std::string text;
 
   if (!result.hasError() || result.error.details.isNull()) {
@@ -168,7 +164,7 @@ std::string BridgeTemplate::envelope(const BridgeResult& result) {
     } else {
       text += "{\"error\":null,\"value\":";
     }
-    if (serializer.serialize(text, result.value, attributes, depth, nullptr)) text += '}';
+    if (pocketjson::Serializer::appendCompact(text, result.value)) text += '}';
     return text;
   }
 
@@ -181,7 +177,7 @@ std::string BridgeTemplate::envelope(const BridgeResult& result) {
   error["name"] = result.error.name;
   error["message"] = result.error.message;
   envelope["value"] = result.value;
-  static_cast<void>(serializer.serialize(text, envelope, attributes, depth, nullptr));
+  static_cast<void>(pocketjson::Serializer::appendCompact(text, envelope));
   return text;
 }
 

@@ -41,8 +41,8 @@ zarvo::Application& applicationNamedIn(const BridgeData& data) {
 
 pocketjson::Value readApplicationText(const char* json) {
   if (json == nullptr) throw std::logic_error("basic_string: construction from null is not valid");
-  // Parsed straight over the application's bytes, with the top-level rules that apply under
-  // option 3: each byte of a byte-order mark is skipped when it is the next one, a trailing
+  // Parsed straight over the application's bytes, with the top-level rules of the lenient
+  // options: each byte of a byte-order mark is skipped when it is the next one, a trailing
   // comma is accepted, and text after the value is not looked at (so the check for it is not
   // run). The text ends at its NUL.
   const char* first = json;
@@ -53,7 +53,8 @@ pocketjson::Value readApplicationText(const char* json) {
   pocketjson::Value value;
   pocketjson::Parser parser;
   pocketjson::Parser::RawIterator iterator(first, last);
-  static_cast<void>(parser.parse_value(&value, nullptr, iterator, pocketjson::ParseOption(3)));
+  static_cast<void>(
+      parser.parse_value(&value, nullptr, iterator, pocketjson::ParseOption::kLenient));
   return value;
 }
 

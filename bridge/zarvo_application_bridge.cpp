@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "bridge/application_manager.h"
+#include "bridge/application.h"
 #include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
@@ -21,12 +21,8 @@ BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
 
   // An absent member is the shared null value and serializes as "null". The serializer's result
   // is not examined.
-  const pocketjson::Serializer serializer;
-  std::string requestDataText;
-  serializer.serialize(requestDataText, requestData, pocketjson::Serializer::Attributes(), -1,
-                       nullptr);
-  std::string settingsText;
-  serializer.serialize(settingsText, settings, pocketjson::Serializer::Attributes(), -1, nullptr);
+  const std::string requestDataText = pocketjson::Serializer::compact(requestData);
+  const std::string settingsText = pocketjson::Serializer::compact(settings);
 
   zarvo::BridgeCrossResponse response;
   if (ZrvBridgeCross(application.handle, target.c_str(), uri.c_str(), settingsText.c_str(),
