@@ -50,6 +50,7 @@ inline bool isSpace(char c) {
 
 // First byte in [p, end) that is '"' or '\\', or `end`; eight bytes per step where possible.
 inline const char* findQuoteOrBackslash(const char* p, const char* end) {
+  p = detail::skipBlocksWithoutQuoteOrBackslash(p, end);
 #if POCKETJSON_WORD_SCAN
   while (end - p >= 8) {
     const uint64_t word = detail::loadWord(p);

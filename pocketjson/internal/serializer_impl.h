@@ -21,6 +21,7 @@
 
 #include "pocketjson/internal/byte_scan.h"
 #include "pocketjson/internal/number_format.h"
+#include "pocketjson/internal/simd_scan.h"
 #include "pocketjson/internal/small_stack.h"
 #include "pocketjson/serializer.h"
 
@@ -97,6 +98,7 @@ class StringSink {
 // First byte in [p, end) that may need an escape (below 0x20, '"', '\\' or 0x7F), or `end`;
 // eight bytes per step where possible.
 inline const char* findEscapeCandidate(const char* p, const char* end) {
+  p = skipBlocksWithoutEscapeCandidate(p, end);
 #if POCKETJSON_WORD_SCAN
   while (end - p >= 8) {
     const uint64_t word = detail::loadWord(p);

@@ -1,5 +1,5 @@
-// Sixteen-bytes-at-a-time scans for the parser, on SSE2 where the compiler offers it, with a
-// portable byte-by-byte fallback that gives the same answers.
+// Sixteen-bytes-at-a-time scans for the parser and the serializer, on SSE2 where the compiler
+// offers it, with a portable byte-by-byte fallback that gives the same answers.
 //
 // Design note
 // -----------
@@ -45,6 +45,51 @@ inline const char* skipJsonSpace(const char* p, const char* end) noexcept {
   }
 #endif
   while (p != end && isJsonSpace(*p)) ++p;
+  return p;
+}
+
+// Skips whole sixteen-byte blocks that hold no '"' and no '\\'. Returns the first such byte, or
+// the place where fewer than sixteen bytes are left (the caller scans on from there); without
+// SSE2 it returns `p`.
+inline const char* skipBlocksWithoutQuoteOrBackslash(const char* p, const char* end) noexcept {
+#if POCKETJSON_SSE2_SCAN
+  const __m128i quote = _mm_set1_epi8('"');
+  const __m128i backslash = _mm_set1_epi8('\\');
+  while (end - p >= 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i hit =
+        _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash));
+    const unsigned found = static_cast<unsigned>(_mm_movemask_epi8(hit));
+    if (found != 0) return p + __builtin_ctz(found);
+    p += 16;
+  }
+#else
+  static_cast<void>(end);
+#endif
+  return p;
+}
+
+// The same for the bytes the serializer may have to escape: below 0x20, '"', '\\' and 0x7F.
+inline const char* skipBlocksWithoutEscapeCandidate(const char* p, const char* end) noexcept {
+#if POCKETJSON_SSE2_SCAN
+  const __m128i lastControl = _mm_set1_epi8(0x1F);
+  const __m128i quote = _mm_set1_epi8('"');
+  const __m128i backslash = _mm_set1_epi8('\\');
+  const __m128i del = _mm_set1_epi8(0x7F);
+  while (end - p >= 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    // Unsigned "byte <= 0x1F": the larger of byte and 0x1F is 0x1F only then.
+    const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, lastControl), lastControl);
+    const __m128i hit =
+        _mm_or_si128(_mm_or_si128(control, _mm_cmpeq_epi8(bytes, del)),
+                     _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash)));
+    const unsigned found = static_cast<unsigned>(_mm_movemask_epi8(hit));
+    if (found != 0) return p + __builtin_ctz(found);
+    p += 16;
+  }
+#else
+  static_cast<void>(end);
+#endif
   return p;
 }
 
