@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "fs/standard_directories.h"
+#include "fs/client_name.h"
 
 namespace bridge {
 
@@ -17,7 +17,7 @@ bool ApplicationManager::connect(const std::string& name) {
   if (applications_.find(name) != applications_.end()) {
     return false;
   }
-  const std::string clientName = clientNameFromPath(fs::executable_path().text());
+  const std::string clientName = fs::client_name();
 
   // Held by a unique_ptr until the map owns it, so a failed insertion still closes the connection.
   std::unique_ptr<zarvo::Application> application(new Application(name));
@@ -65,18 +65,7 @@ void ApplicationManager::clear() {
 }
 
 std::string ApplicationManager::clientNameFromPath(const std::string& executablePath) {
-  // A separator or dot at position 0 counts as not found; this is kept on purpose, so "/viewer"
-  // has no file name and ".hidden" has no extension.
-  const std::string::size_type slash = executablePath.rfind('/');
-  std::string fileName;
-  if (slash != std::string::npos && slash != 0) {
-    fileName = executablePath.substr(slash + 1);
-  }
-  const std::string::size_type dot = fileName.rfind('.');
-  if (dot == std::string::npos || dot == 0) {
-    return fileName;
-  }
-  return fileName.substr(0, dot);
+  return fs::client_name_of(executablePath);
 }
 
 }  // namespace bridge
