@@ -35,11 +35,9 @@ bool ApplicationManager::disconnect(const std::string& name) {
   if (entry == applications_.end()) {
     return false;
   }
-  // The object goes first (its destructor closes the connection), the entry second.
-  if (entry->second != nullptr) {
-    delete entry->second;
-    entry->second = nullptr;
-  }
+  // The object goes first (its destructor closes the connection), the entry second. A null
+  // pointer, which connect() never maps, is simply not destroyed.
+  if (entry->second != nullptr) delete entry->second;
   applications_.erase(entry);
   return true;
 }
@@ -55,11 +53,8 @@ zarvo::Application* ApplicationManager::applicationWithName(const std::string& n
 
 void ApplicationManager::clear() {
   // The map iterates in ascending name order, which is the order the connections close in.
-  for (auto& entry : applications_) {
-    if (entry.second != nullptr) {
-      delete entry.second;
-      entry.second = nullptr;
-    }
+  for (const auto& entry : applications_) {
+    if (entry.second != nullptr) delete entry.second;
   }
   applications_.clear();
 }

@@ -29,8 +29,9 @@ BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
   zarvo::BridgeCrossResponse response;
   if (ZrvBridgeCross(application.handle, target.c_str(), uri.c_str(), settingsText.c_str(),
                      requestDataText.c_str(), zarvo::OnBridgeResponse, &response) == 0) {
-    // The record is filled as for a failed exchange, although only `received` decides below and
-    // this error object never reaches the page.
+    // The record is filled as for a failed exchange. Only `received` decides below, so the status
+    // and this error object are discarded and never reach the page: deliberate dead stores,
+    // required behaviour that is kept as it is (the record must look like a failed exchange).
     response.received = false;
     response.statusCode = 500;
     response.data["error"]["name"] = messages::kInternalError;
