@@ -197,9 +197,15 @@ foreach(file "${lib}/libQtWebKitBridgeHelper.so.2" "${lib}/libzarvo_x64.so.1"
   endif()
 endforeach()
 
-# Step 4: with the stand-ins, both hosts make their call.
+# Step 4: with the stand-ins, both hosts make their call. Under ASan the dlopen host runs without
+# leak checking: its dlclose unloads the stand-ins with the plug-in (nothing else holds them, as
+# a real host holds its own host library), and their process-lifetime state goes with them.
 consumer("${WORK_DIR}/consumer")
-run(out rc "${WORK_DIR}/consumer/consumer_dlopen" "${plugin}")
+set(no_leak_check "")
+if(SANITIZER STREQUAL "address")
+  set(no_leak_check ${CMAKE_COMMAND} -E env "ASAN_OPTIONS=detect_leaks=0")
+endif()
+run(out rc ${no_leak_check} "${WORK_DIR}/consumer/consumer_dlopen" "${plugin}")
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "consumer_dlopen exited ${rc}:\n${out}")
 endif()

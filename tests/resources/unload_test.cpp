@@ -193,6 +193,7 @@ Lines runLinkedProbe(const std::string& argument) {
                         (asanOptions != nullptr ? std::string(asanOptions) + ":" : "") +
                         "detect_leaks=0");
   std::vector<char*> envp;
+  envp.reserve(environment.size() + 1);
   for (std::string& entry : environment) envp.push_back(entry.data());
   envp.push_back(nullptr);
   std::string program = ZARVO_LINKED_EXIT_PROBE;
