@@ -131,9 +131,9 @@ int run(const Options& options) {
   }
   session.finish(last);
   Totals totals = session.totals();
-  totals.badLines = badLines;
+  totals.badLines += badLines;
   transcript.summary(totals);
-  if (badLines > 0) return kExitInput;
+  if (totals.badLines > 0) return kExitInput;
   return totals.failed == 0 ? kExitOk : kExitFailed;
 }
 
