@@ -32,6 +32,7 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
   o.apps = ZARVO_HOST_DEFAULT_APPS;
   bool interactive = false;
   bool help = false;
+  bool version = false;
   std::vector<std::string> positional;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -59,6 +60,11 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
       positional.push_back(arg);
     } else if (arg == "-h" || arg == "--help") {
       help = true;
+    } else if (arg == "--version") {
+      version = true;
+    } else if (arg == "--history" || arg.compare(0, 10, "--history=") == 0) {
+      o.history = true;
+      o.historyFile = arg.size() > 10 ? arg.substr(10) : std::string();
     } else if (arg == "--json") {
       o.json = true;
     } else if (arg == "--no-color") {
@@ -86,8 +92,8 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
       return false;
     }
   }
-  if (help) {
-    o.mode = Mode::kHelp;
+  if (help || version) {
+    o.mode = help ? Mode::kHelp : Mode::kVersion;
     *options = o;
     return true;
   }
@@ -99,6 +105,10 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
   }
   if (modes > 1) {
     *problem = "give only one of: a script file, '-'/--interactive, -e STEP, call ...";
+    return false;
+  }
+  if (o.history && !interactive) {
+    *problem = "--history applies to the interactive mode ('-' or --interactive) only";
     return false;
   }
   if (interactive) {
@@ -156,7 +166,13 @@ std::string helpText() {
       "                  NO_COLOR is unset); --color forces it, --no-color wins\n"
       "  --timeout MS    default timeout of waitEvents steps (default 2000)\n"
       "  -e, --step STEP one script line given on the command line (repeatable)\n"
-      "  -i, --interactive, -   read steps from standard input\n"
+      "  -i, --interactive, -   read steps from standard input; on a terminal with line\n"
+      "                  editing, history (up arrow) and Tab completion; type help there\n"
+      "  --history[=FILE]  keep the interactive history in FILE across sessions (default\n"
+      "                  $XDG_STATE_HOME/zarvo_host/history, else\n"
+      "                  ~/.local/state/zarvo_host/history); without it history lives in\n"
+      "                  memory only\n"
+      "  --version       the tool's and the plug-in's versions\n"
       "  -h, --help      this text\n"
       "\n"
       "Session script (JSON Lines): one step per line, a JSON object naming one step kind.\n"

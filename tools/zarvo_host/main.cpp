@@ -11,14 +11,20 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "command_line.h"
+#include "interactive.h"
+#include "json_text.h"
+#include "line_reader.h"
 #include "plugin.h"
 #include "script.h"
 #include "session.h"
 #include "transcript.h"
+#include "version.h"
 #include "zarvo_simulator.h"
 
 namespace zarvo_host {
@@ -75,6 +81,41 @@ bool collectSteps(const Options& options, std::vector<Step>* steps, Transcript& 
   return problems.empty();
 }
 
+// The application names of the description, offered by Tab completion; empty when the file
+// cannot be read again (it was loaded already, so this costs nothing but a missed offer).
+std::vector<std::string> applicationNames(const std::string& apps) {
+  std::ifstream in(apps, std::ios::in | std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  pocketjson::Value description;
+  std::string error;
+  std::vector<std::string> names;
+  if (!parseJson(text, &description, &error)) return names;
+  const pocketjson::Value& applications = description.get("applications");
+  if (!applications.isObject()) return names;
+  for (const auto& member : applications.asObject()) names.push_back(member.first);
+  return names;
+}
+
+// Standard input, edited on a terminal and read plainly otherwise.
+InteractiveOutcome readInteractively(const Options& options, Session& session,
+                                     Transcript& transcript) {
+  if (isatty(STDIN_FILENO) != 1) {
+    const std::unique_ptr<LineReader> reader = makeStreamReader(std::cin);
+    return runInteractive(*reader, session, transcript);
+  }
+  std::fputs(
+      "zarvo_host: one step per line, as words or JSON; help lists them, Tab completes, the up "
+      "arrow recalls, Ctrl-D ends.\n",
+      stderr);
+  TerminalOptions terminal;
+  terminal.applications = applicationNames(options.apps);
+  if (options.history) {
+    terminal.historyFile = options.historyFile.empty() ? defaultHistoryFile() : options.historyFile;
+  }
+  const std::unique_ptr<LineReader> reader = makeTerminalReader(terminal);
+  return runInteractive(*reader, session, transcript);
+}
+
 int run(const Options& options) {
   Transcript transcript(stdout, stderr, options.json, useColor(options));
 
@@ -103,28 +144,9 @@ int run(const Options& options) {
   Location last{"<end>", 0};
   long badLines = 0;
   if (options.mode == Mode::kInteractive) {
-    if (isatty(STDIN_FILENO) == 1) {
-      std::fputs("Reading steps from standard input, one JSON object per line; end with Ctrl-D.\n",
-                 stderr);
-    }
-    std::string line;
-    Location where{"<stdin>", 0};
-    while (std::getline(std::cin, line)) {
-      ++where.line;
-      Step step;
-      switch (parseScriptLine(line, where, &step, &problem)) {
-        case LineKind::kSkip:
-          break;
-        case LineKind::kStep:
-          session.run(step);
-          break;
-        case LineKind::kError:
-          transcript.problem(where.text() + ": " + problem);
-          ++badLines;
-          break;
-      }
-    }
-    last = Location{"<stdin>", where.line};
+    const InteractiveOutcome outcome = readInteractively(options, session, transcript);
+    badLines = outcome.badLines;
+    last = outcome.last;
   } else {
     for (const Step& step : steps) session.run(step);
     if (!steps.empty()) last = steps.back().where;
@@ -150,6 +172,10 @@ int main(int argc, char** argv) {
   }
   if (options.mode == Mode::kHelp) {
     std::fputs(helpText().c_str(), stdout);
+    return kExitOk;
+  }
+  if (options.mode == Mode::kVersion) {
+    std::fputs(versionText().c_str(), stdout);
     return kExitOk;
   }
   return run(options);

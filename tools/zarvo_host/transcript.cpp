@@ -347,6 +347,17 @@ void Transcript::problem(const std::string& message) {
   }
 }
 
+void Transcript::info(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!json_) {
+    write(text);
+    return;
+  }
+  std::fflush(out_);
+  std::fputs(text.c_str(), err_);
+  std::fflush(err_);
+}
+
 void Transcript::summary(const Totals& totals) {
   const bool ok = totals.failed == 0 && totals.badLines == 0;
   if (json_) {

@@ -85,6 +85,9 @@ class Transcript {
   // place.
   void problem(const std::string& message);
   void summary(const Totals& totals);
+  // Text for the person at the keyboard (interactive help): on the transcript's stream in text
+  // mode, on the problem stream in JSON mode so that standard output stays JSON Lines.
+  void info(const std::string& text);
   // Whether this transcript writes JSON Lines.
   bool json() const { return json_; }
 
