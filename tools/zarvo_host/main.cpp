@@ -96,6 +96,18 @@ std::vector<std::string> applicationNames(const std::string& apps) {
   return names;
 }
 
+// `path` relative to the working directory when it lies below it, for a shorter first line
+// (the compiled-in defaults are absolute).
+std::string displayPath(const std::string& path) {
+  char buffer[4096];
+  if (getcwd(buffer, sizeof buffer) == nullptr) return path;
+  const std::string prefix = std::string(buffer) + "/";
+  if (path.size() > prefix.size() && path.compare(0, prefix.size(), prefix) == 0) {
+    return path.substr(prefix.size());
+  }
+  return path;
+}
+
 // Standard input, edited on a terminal and read plainly otherwise.
 InteractiveOutcome readInteractively(const Options& options, Session& session,
                                      Transcript& transcript) {
@@ -138,7 +150,7 @@ int run(const Options& options) {
     return kExitInput;
   }
 
-  transcript.start(plugin.path(), options.apps);
+  transcript.start(displayPath(plugin.path()), displayPath(options.apps));
   Session session(plugin, transcript, options.timeoutMs);
   session.attach();
   Location last{"<end>", 0};
