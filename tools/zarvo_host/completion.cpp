@@ -26,14 +26,13 @@ std::vector<std::string> completeWord(const std::string& before, const std::stri
   if (!splitWords(before, &words, &problem)) return {};
 
   std::vector<std::string> offered;
-  if (words.empty()) {
+  // The first word, and a help topic, can be anything a line starts with.
+  if (words.empty() || (words.size() == 1 && words[0] == "help")) {
     offered = firstWords();
   } else if (words.size() == 1 && isResourceName(words[0])) {
     offered = methodWords();
   } else if (words.size() == 1 && (words[0] == "raise" || words[0] == "lostConnection")) {
     offered = applications;
-  } else if (words.size() == 1 && words[0] == "help") {
-    offered = firstWords();
   }
   std::vector<std::string> out;
   for (const std::string& word : offered) {
