@@ -171,7 +171,7 @@ std::string helpText() {
       "  --history[=FILE]  keep the interactive history in FILE across sessions (default\n"
       "                  $XDG_STATE_HOME/zarvo_host/history, else\n"
       "                  ~/.local/state/zarvo_host/history); without it history lives in\n"
-      "                  memory only\n"
+      "                  memory only. History is kept only when stdin is a terminal.\n"
       "  --version       the tool's and the plug-in's versions\n"
       "  -h, --help      this text\n"
       "\n"
