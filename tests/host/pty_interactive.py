@@ -4,7 +4,7 @@
 Usage: pty_interactive.py HOST APPS WORK_DIR
 
 Types lines with Tab completion (resource, method, keyword, application name), recalls earlier
-lines with the up arrow, asks for help, ends with Ctrl-D, and checks what the host printed. A
+lines with the up arrow, asks for help, drops a line with Ctrl-C, ends with Ctrl-D, and checks what the host printed. A
 second and third session check that --history=FILE keeps the lines across sessions. Exits 1 with
 the whole terminal output when an expectation fails. The deadlines only stop a hung host; no
 assertion depends on how fast anything is.
@@ -20,6 +20,7 @@ import time
 
 DEADLINE_SECONDS = 60
 UP = "\x1b[A"
+CTRL_C = "\x03"
 CTRL_D = "\x04"
 
 
@@ -133,6 +134,12 @@ def editing_session(host, apps, env):
     t.type("help\r")
     t.read_until(r"The application's side:", "help")
     t.read_until(r"Tab completes resource names, methods and keywords", "help end")
+    t.prompt()
+    # Ctrl-C drops the line being typed; the session goes on and the line is not counted.
+    t.type("ZarvoApplication delete")
+    t.read_until(r"delete", "typed line")
+    t.type(CTRL_C)
+    t.read_until(r"\^C\r?\n", "interrupt")
     t.prompt()
     t.type("frobnicate\r")
     t.read_until(r'<stdin>:8: unknown word "frobnicate"', "bad word")

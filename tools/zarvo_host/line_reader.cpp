@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,6 +24,14 @@ class StreamReader : public LineReader {
  private:
   std::istream& in_;
 };
+
+// Set by SIGINT (Ctrl-C). readline then returns null, which this flag tells apart from the end of
+// input.
+volatile std::sig_atomic_t gInterrupted = 0;
+
+void onInterrupt(int /*signal*/) {
+  gInterrupted = 1;
+}
 
 // libedit calls plain functions; they reach the one active reader's data through these.
 std::vector<std::string> gApplications;
@@ -56,6 +65,12 @@ class TerminalReader : public LineReader {
   explicit TerminalReader(const TerminalOptions& options)
       : prompt_(options.prompt), historyFile_(options.historyFile) {
     gApplications = options.applications;
+    // Installed before libedit starts, which passes the signal on to it after restoring the
+    // terminal. No SA_RESTART: the interrupted read ends the line being typed.
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, &previousInterrupt_);
     rl_readline_name = "zarvo_host";
     rl_basic_word_break_characters = " \t\n";
     rl_attempted_completion_function = completeAt;
@@ -73,6 +88,7 @@ class TerminalReader : public LineReader {
       }
     }
     rl_attempted_completion_function = nullptr;
+    sigaction(SIGINT, &previousInterrupt_, nullptr);
     gApplications.clear();
     gCandidates.clear();
   }
@@ -81,11 +97,16 @@ class TerminalReader : public LineReader {
   TerminalReader& operator=(const TerminalReader&) = delete;
 
   bool read(std::string* line) override {
-    char* text = readline(prompt_.c_str());
-    if (text == nullptr) {
+    char* text = nullptr;
+    for (;;) {
+      gInterrupted = 0;  // a Ctrl-C while a step ran is not meant for the next line
+      text = readline(prompt_.c_str());
+      if (text != nullptr) break;
       // Ctrl-D leaves the cursor after the prompt; what follows starts on a line of its own.
-      std::fputs("\n", stdout);
-      return false;
+      std::fputs(gInterrupted != 0 ? "^C\n" : "\n", stdout);
+      std::fflush(stdout);
+      // Ctrl-C drops the line being typed and asks again; only Ctrl-D ends the input.
+      if (gInterrupted == 0) return false;
     }
     *line = text;
     std::free(text);
@@ -101,6 +122,7 @@ class TerminalReader : public LineReader {
   std::string prompt_;
   std::string historyFile_;
   std::string last_;
+  struct sigaction previousInterrupt_ {};
 };
 
 }  // namespace

@@ -97,7 +97,8 @@ const char* const kOverview =
     "As JSON: {\"call\":\"ZarvoApplication\",\"method\":\"post\",\"parameters\":{\"name\":"
     "\"viewer\"}}\n"
     "         {\"raise\":\"progress\",\"app\":\"viewer\",\"payload\":{\"percent\":5}}\n"
-    "Tab completes resource names, methods and keywords; the up arrow recalls earlier lines.\n";
+    "Tab completes resource names, methods and keywords; the up arrow recalls earlier lines;\n"
+    "Ctrl-C drops the line being typed (a running step finishes first).\n";
 
 // The end of the word that starts at `start` (a non-blank), or npos when a bracket or string
 // stays open.
