@@ -177,6 +177,20 @@ def history_sessions(host, apps, env, work):
     if second.finish() != 0:
         second.fail("second history session did not exit 0")
 
+    # Plain --history: the file under $XDG_STATE_HOME, its directories created on the way.
+    state_env = dict(env, XDG_STATE_HOME=os.path.join(work, "xdg"))
+    third = Terminal([host, "--apps", apps, "--history", "-i"], state_env)
+    third.prompt()
+    third.type("note in the state directory\r")
+    third.read_until(r"# in the state directory", "note")
+    third.prompt()
+    third.type(CTRL_D)
+    if third.finish() != 0:
+        third.fail("third history session did not exit 0")
+    default_file = os.path.join(work, "xdg", "zarvo_host", "history")
+    if not os.path.exists(default_file):
+        third.fail(f"--history wrote no {default_file}")
+
 
 def main():
     host, apps, work = sys.argv[1:4]

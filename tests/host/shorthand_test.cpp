@@ -112,9 +112,13 @@ TEST(InteractiveLine, HelpAndQuit) {
 }
 
 TEST(InteractiveLine, UnknownWordsAndWrongArityAreErrors) {
-  EXPECT_EQ(parse("Raise viewer x").problem,
-            "unknown word \"Raise\": a line is a resource name, a keyword (type help) or a JSON "
+  EXPECT_EQ(parse("Rise viewer x").problem,
+            "unknown word \"Rise\": a line is a resource name, a keyword (type help) or a JSON "
             "object");
+  EXPECT_EQ(parse("zarvoapplication post").problem,
+            "unknown word \"zarvoapplication\" (did you mean ZarvoApplication?)");
+  EXPECT_EQ(parse("LOSTCONNECTION viewer").problem,
+            "unknown word \"LOSTCONNECTION\" (did you mean lostConnection?)");
   EXPECT_EQ(parse("lostConnection").problem, "usage: lostConnection APP");
   EXPECT_EQ(parse("ZarvoApplication post 1 2 3 4").problem,
             "usage: ZarvoApplication METHOD [PARAMETERS [BODY [EXTRA]]]");

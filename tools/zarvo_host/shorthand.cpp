@@ -221,6 +221,22 @@ InteractiveLine call(const std::vector<std::string>& words, const Location& wher
   return out;
 }
 
+// The resource name or keyword that equals `word` but for letter case, or "".
+std::string sameIgnoringCase(const std::string& word) {
+  auto lower = [](std::string text) {
+    for (char& c : text) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return text;
+  };
+  std::vector<std::string> known = resourceNames();
+  known.insert(known.end(), shorthandKeywords().begin(), shorthandKeywords().end());
+  for (const std::string& candidate : known) {
+    if (lower(candidate) == lower(word)) return candidate;
+  }
+  return "";
+}
+
 }  // namespace
 
 bool splitWords(const std::string& text, std::vector<std::string>* words, std::string* problem) {
@@ -288,8 +304,10 @@ InteractiveLine parseInteractiveLine(const std::string& rawLine, const Location&
     const size_t restAt = line.find_first_not_of(" \t", first + keyword.size());
     return sessionStep(words, restAt == std::string::npos ? "" : line.substr(restAt), where);
   }
-  return failure("unknown word " + quoteJson(keyword) +
-                 ": a line is a resource name, a keyword (type help) or a JSON object");
+  const std::string unknown = "unknown word " + quoteJson(keyword);
+  const std::string near = sameIgnoringCase(keyword);
+  if (!near.empty()) return failure(unknown + " (did you mean " + near + "?)");
+  return failure(unknown + ": a line is a resource name, a keyword (type help) or a JSON object");
 }
 
 std::string interactiveHelp(const std::string& topic) {
