@@ -1,5 +1,6 @@
 #include "line_reader.h"
 
+#include <pthread.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -31,6 +32,13 @@ volatile std::sig_atomic_t gInterrupted = 0;
 
 void onInterrupt(int /*signal*/) {
   gInterrupted = 1;
+}
+
+void setInterruptsBlocked(bool blocked) {
+  sigset_t interrupt;
+  sigemptyset(&interrupt);
+  sigaddset(&interrupt, SIGINT);
+  pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &interrupt, nullptr);
 }
 
 // libedit calls plain functions; they reach the one active reader's data through these.
@@ -99,8 +107,10 @@ class TerminalReader : public LineReader {
   bool read(std::string* line) override {
     char* text = nullptr;
     for (;;) {
-      gInterrupted = 0;  // a Ctrl-C while a step ran is not meant for the next line
+      setInterruptsBlocked(false);  // a Ctrl-C pressed while a step ran is taken here...
+      gInterrupted = 0;             // ...and ignored
       text = readline(prompt_.c_str());
+      setInterruptsBlocked(true);
       if (text != nullptr) break;
       // Ctrl-D leaves the cursor after the prompt; what follows starts on a line of its own.
       std::fputs(gInterrupted != 0 ? "^C\n" : "\n", stdout);
@@ -126,6 +136,10 @@ class TerminalReader : public LineReader {
 };
 
 }  // namespace
+
+void blockInterrupts() {
+  setInterruptsBlocked(true);
+}
 
 std::unique_ptr<LineReader> makeTerminalReader(const TerminalOptions& options) {
   return std::make_unique<TerminalReader>(options);

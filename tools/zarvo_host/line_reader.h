@@ -11,9 +11,10 @@
 // exactly like session files.
 //
 // Threads and lifetime: one reader at a time, used from the main thread only (libedit keeps
-// global state). The reader owns nothing the caller passed; `applications` is copied.
-// Failure: a history file that cannot be read is treated as empty; one that cannot be written is
-// reported once on stderr when the reader is destroyed.
+// global state). Ctrl-C drops the line being typed; see blockInterrupts. The reader owns nothing
+// the caller passed; `applications` is copied. Failure: a history file that cannot be read is
+// treated as empty; one that cannot be written is reported once on stderr when the reader is
+// destroyed.
 #ifndef ZARVO_HOST_LINE_READER_H
 #define ZARVO_HOST_LINE_READER_H
 
@@ -40,6 +41,11 @@ struct TerminalOptions {
   std::vector<std::string> applications;  // offered after raise and lostConnection
 };
 
+// Blocks SIGINT in the calling thread, and so in every thread it starts afterwards. Call it on the
+// main thread before any other thread exists when a terminal reader will be used: that reader
+// unblocks SIGINT only while it waits for a line, so Ctrl-C always reaches the thread that is
+// reading (one pressed while a step runs is ignored).
+void blockInterrupts();
 // A line-editing reader on the terminal of standard input.
 std::unique_ptr<LineReader> makeTerminalReader(const TerminalOptions& options);
 // A plain reader of `in`, which must outlive it.

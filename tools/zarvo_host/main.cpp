@@ -130,6 +130,8 @@ InteractiveOutcome readInteractively(const Options& options, Session& session,
 
 int run(const Options& options) {
   Transcript transcript(stdout, stderr, options.json, useColor(options));
+  // Before the application library starts its threads, which inherit the blocked signal.
+  if (options.mode == Mode::kInteractive && isatty(STDIN_FILENO) == 1) blockInterrupts();
 
   std::vector<Step> steps;
   if (options.mode != Mode::kInteractive && !collectSteps(options, &steps, transcript)) {

@@ -98,7 +98,7 @@ const char* const kOverview =
     "\"viewer\"}}\n"
     "         {\"raise\":\"progress\",\"app\":\"viewer\",\"payload\":{\"percent\":5}}\n"
     "Tab completes resource names, methods and keywords; the up arrow recalls earlier lines;\n"
-    "Ctrl-C drops the line being typed (a running step finishes first).\n";
+    "Ctrl-C drops the line being typed (while a step runs, it is ignored).\n";
 
 // The end of the word that starts at `start` (a non-blank), or npos when a bracket or string
 // stays open.
