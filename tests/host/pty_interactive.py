@@ -4,11 +4,13 @@
 Usage: pty_interactive.py HOST APPS WORK_DIR
 
 Types lines with Tab completion (resource, method, keyword, application name), recalls earlier
-lines with the up arrow, asks for help, drops a line with Ctrl-C, ends with Ctrl-D, and checks what the host printed. A
+lines with the up arrow, asks for help, drops a line with Ctrl-C, sees events printed above a
+half-typed line, types UTF-8, ends with Ctrl-D, and checks what the host printed. A
 second and third session check that --history=FILE keeps the lines across sessions. Exits 1 with
 the whole terminal output when an expectation fails. The deadlines only stop a hung host; no
 assertion depends on how fast anything is.
 """
+import codecs
 import os
 import pty
 import re
@@ -30,6 +32,8 @@ class Terminal:
         if self.pid == 0:
             os.execve(argv[0], argv, env)
         self.seen = ""
+        # Incremental, so a character split between two reads is still decoded whole.
+        self.decoder = codecs.getincrementaldecoder("utf-8")("replace")
 
     def read_until(self, pattern, what):
         """Reads until `pattern` (a regex) appears after everything matched so far."""
@@ -48,10 +52,10 @@ class Terminal:
                 chunk = b""
             if not chunk:
                 self.fail(f"the host ended before {what} (looking for {pattern!r})")
-            self.seen += chunk.decode("utf-8", "replace")
+            self.seen += self.decoder.decode(chunk)
 
     def type(self, text):
-        os.write(self.fd, text.encode())
+        os.write(self.fd, text.encode("utf-8"))
 
     def prompt(self):
         """Waits for the prompt and for the line editor to take the terminal out of canonical
@@ -76,7 +80,7 @@ class Terminal:
                 break
             if not chunk:
                 break
-            self.seen += chunk.decode("utf-8", "replace")
+            self.seen += self.decoder.decode(chunk)
         _, status = os.waitpid(self.pid, 0)
         return os.waitstatus_to_exitcode(status)
 
@@ -144,8 +148,19 @@ def editing_session(host, apps, env):
     t.type("frobnicate\r")
     t.read_until(r'<stdin>:8: unknown word "frobnicate"', "bad word")
     t.prompt()
+    # Events that arrive while a line is being typed are printed on a cleared line above it, and
+    # the line is redrawn; typed UTF-8 arrives unchanged.
+    t.type('ZarvoApplicationEvent post {"name":"viewer","type":"progress"}\r')
+    t.read_until(r'<stdin>:9  ZarvoApplicationEvent post[^\n]*\n  -> promise 5  200', "subscribe")
+    t.prompt()
+    t.type("note h")
+    t.read_until(r'\r\x1b\[K  event 4 zarvoEvent \{"app":"viewer","data":\{"percent":100\}',
+                 "events above the edited line")
+    t.type("\u00e9llo \u20ac\r")
+    t.read_until("# h\u00e9llo \u20ac\r?\n", "UTF-8 note")
+    t.prompt()
     t.type(CTRL_D)
-    t.read_until(r"4 calls, 1 events, 0 expectations: 0 held, 0 failed, 1 bad input line  FAIL",
+    t.read_until(r"5 calls, 4 events, 0 expectations: 0 held, 0 failed, 1 bad input line  FAIL",
                  "summary")
     status = t.finish()
     if status != 2:

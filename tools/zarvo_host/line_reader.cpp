@@ -1,9 +1,11 @@
 #include "line_reader.h"
 
+#include <langinfo.h>
 #include <pthread.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +15,7 @@
 #include <editline/readline.h>
 
 #include "completion.h"
+#include "terminal_input.h"
 
 namespace zarvo_host {
 namespace {
@@ -60,6 +63,13 @@ char** completeAt(const char* text, int start, int /*end*/) {
   return rl_completion_matches(text, nextCandidate);
 }
 
+// A UTF-8 character type locale: the user's when it is one, else C.UTF-8. Only LC_CTYPE changes,
+// so numbers are still written with '.'.
+void useUtf8Characters() {
+  std::setlocale(LC_CTYPE, "");
+  if (std::string(nl_langinfo(CODESET)) != "UTF-8") std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
 // Creates the directories above `file` (like mkdir -p), user-only.
 void makeParents(const std::string& file) {
   for (size_t slash = file.find('/', 1); slash != std::string::npos;
@@ -71,8 +81,17 @@ void makeParents(const std::string& file) {
 class TerminalReader : public LineReader {
  public:
   explicit TerminalReader(const TerminalOptions& options)
-      : prompt_(options.prompt), historyFile_(options.historyFile) {
+      : prompt_(options.prompt),
+        historyFile_(options.historyFile),
+        holdOutput_(options.holdOutput),
+        releaseOutput_(options.releaseOutput),
+        input_(
+            options.takeOutput ? options.takeOutput : [] { return std::string(); },
+            [] { return gInterrupted != 0; }) {
     gApplications = options.applications;
+    useUtf8Characters();
+    input_.install();
+    rl_getc_function = TerminalInput::readKey;
     // Installed before libedit starts, which passes the signal on to it after restoring the
     // terminal. No SA_RESTART: the interrupted read ends the line being typed.
     struct sigaction action {};
@@ -109,7 +128,9 @@ class TerminalReader : public LineReader {
     for (;;) {
       setInterruptsBlocked(false);  // a Ctrl-C pressed while a step ran is taken here...
       gInterrupted = 0;             // ...and ignored
+      if (holdOutput_) holdOutput_([this] { input_.wake(); });
       text = readline(prompt_.c_str());
+      if (releaseOutput_) releaseOutput_();
       setInterruptsBlocked(true);
       if (text != nullptr) break;
       // Ctrl-D leaves the cursor after the prompt; what follows starts on a line of its own.
@@ -131,6 +152,9 @@ class TerminalReader : public LineReader {
  private:
   std::string prompt_;
   std::string historyFile_;
+  std::function<void(std::function<void()>)> holdOutput_;
+  std::function<void()> releaseOutput_;
+  TerminalInput input_;
   std::string last_;
   struct sigaction previousInterrupt_ {};
 };

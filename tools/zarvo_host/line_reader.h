@@ -6,9 +6,11 @@
 // editing keys, history recalled with the up and down arrows, and Tab completion by
 // completeWord (completion.h). History is kept in memory for the session; with a history file it
 // is read at the start and written back (at most kHistoryLines lines) when the reader is
-// destroyed. Anything else (a pipe, a file) is read line by line from the stream, with no
-// prompt, no history and no terminal control bytes, so scripts piped into `zarvo_host -` behave
-// exactly like session files.
+// destroyed. Keys come through TerminalInput (terminal_input.h), which shows the output of other
+// threads above the line being edited; the character type locale is set to UTF-8 so that libedit
+// hands back what was typed byte for byte. Anything else (a pipe, a file) is read line by line from
+// the stream, with no prompt, no history and no terminal control bytes, so scripts piped into
+// `zarvo_host -` behave exactly like session files.
 //
 // Threads and lifetime: one reader at a time, used from the main thread only (libedit keeps
 // global state). Ctrl-C drops the line being typed; see blockInterrupts. The reader owns nothing
@@ -18,6 +20,7 @@
 #ifndef ZARVO_HOST_LINE_READER_H
 #define ZARVO_HOST_LINE_READER_H
 
+#include <functional>
 #include <istream>
 #include <memory>
 #include <string>
@@ -39,6 +42,13 @@ struct TerminalOptions {
   std::string prompt = "zarvo> ";
   std::string historyFile;                // empty: history in memory only
   std::vector<std::string> applications;  // offered after raise and lostConnection
+  // Output that other threads produce while a line is edited (events): `holdOutput` starts
+  // collecting it and calls the wake-up it is given after each piece, `takeOutput` returns what
+  // was collected (shown above the line being edited), `releaseOutput` stops collecting and
+  // writes the rest. Unset: other threads write whenever they like.
+  std::function<void(std::function<void()>)> holdOutput;
+  std::function<std::string()> takeOutput;
+  std::function<void()> releaseOutput;
 };
 
 // Blocks SIGINT in the calling thread, and so in every thread it starts afterwards. Call it on the

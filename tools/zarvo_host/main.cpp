@@ -14,6 +14,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command_line.h"
@@ -121,6 +122,12 @@ InteractiveOutcome readInteractively(const Options& options, Session& session,
       stderr);
   TerminalOptions terminal;
   terminal.applications = applicationNames(options.apps);
+  // Events that arrive while a line is edited are shown above it, not written into it.
+  terminal.holdOutput = [&transcript](std::function<void()> wake) {
+    transcript.hold(std::move(wake));
+  };
+  terminal.takeOutput = [&transcript] { return transcript.takeHeld(); };
+  terminal.releaseOutput = [&transcript] { transcript.release(); };
   if (options.history) {
     terminal.historyFile = options.historyFile.empty() ? defaultHistoryFile() : options.historyFile;
   }

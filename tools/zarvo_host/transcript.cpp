@@ -1,5 +1,7 @@
 #include "transcript.h"
 
+#include <utility>
+
 #include "json_text.h"
 
 namespace zarvo_host {
@@ -66,8 +68,35 @@ Transcript::Transcript(std::FILE* out, std::FILE* err, bool json, bool color)
       started_(std::chrono::steady_clock::now()) {}
 
 void Transcript::write(const std::string& text) {
+  if (holding_) {
+    held_ += text;
+    if (wake_) wake_();
+    return;
+  }
   std::fwrite(text.data(), 1, text.size(), out_);
   std::fflush(out_);
+}
+
+void Transcript::hold(std::function<void()> wake) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  holding_ = true;
+  wake_ = std::move(wake);
+}
+
+std::string Transcript::takeHeld() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::string text;
+  text.swap(held_);
+  return text;
+}
+
+void Transcript::release() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  holding_ = false;
+  wake_ = nullptr;
+  std::string text;
+  text.swap(held_);
+  if (!text.empty()) write(text);
 }
 
 std::string Transcript::stamp() const {

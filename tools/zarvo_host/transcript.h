@@ -25,6 +25,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -88,6 +89,14 @@ class Transcript {
   // Text for the person at the keyboard (interactive help): on the transcript's stream in text
   // mode, on the problem stream in JSON mode so that standard output stays JSON Lines.
   void info(const std::string& text);
+  // While held, output from any thread is collected instead of written, and `wake` is called
+  // (under the output mutex; it must not block or write here) after each piece, so that a line
+  // editor can print it above the line being edited. `wake` must stay callable until release.
+  void hold(std::function<void()> wake);
+  // What was collected since the last call (empty when nothing was).
+  std::string takeHeld();
+  // Stops holding and writes whatever is still collected.
+  void release();
   // Whether this transcript writes JSON Lines.
   bool json() const { return json_; }
 
@@ -114,6 +123,9 @@ class Transcript {
   bool color_;
   std::chrono::steady_clock::time_point started_;
   std::mutex mutex_;
+  bool holding_ = false;        // under mutex_
+  std::string held_;            // under mutex_
+  std::function<void()> wake_;  // under mutex_
 };
 
 }  // namespace zarvo_host
