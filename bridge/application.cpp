@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "bridge/messages.h"
 #include "bridge_helper.h"
 #include "pocketjson/serializer.h"
 
@@ -54,7 +55,7 @@ void Application::onEvent(const std::string& type, const pocketjson::Value& data
 
   // The serializer's result is not consulted: whatever it wrote is dispatched.
   const std::string text = pocketjson::Serializer::compact(event);
-  BridgeHelperDispatchEvent("zarvoEvent", text.c_str());
+  BridgeHelperDispatchEvent(messages::kEventName, text.c_str());
 }
 
 }  // namespace bridge

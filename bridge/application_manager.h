@@ -60,9 +60,8 @@ class ApplicationManager {
   // then empties the registry.
   void clear();
 
-  // The client name derived from an executable path: the file name without its last extension.
-  // A '/' or '.' at position 0 counts as not found, so "/viewer" and "viewer" give "" and
-  // "/usr/bin/.hidden" gives ".hidden"; "/usr/lib/app.beta.run" gives "app.beta".
+  // The client name that connect() uses for an executable path: fs::client_name_of, where the
+  // rule is written (fs/client_name.h).
   static std::string clientNameFromPath(const std::string& executablePath);
 
  private:

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "bridge/messages.h"
 #include "bridge_helper.h"
 #include "pocketjson/parser.h"
 #include "pocketjson/serializer.h"
@@ -113,8 +114,8 @@ BridgeResult BridgeTemplate::execute(const char* options, const char* parameters
   } catch (const BridgeResultError& error) {
     result = error;
   } catch (...) {
-    result = BridgeResultError(kBridgeStatusInternalServerError, "UnknownError",
-                               "Unknown error occurred.");
+    result = BridgeResultError(kBridgeStatusInternalServerError, messages::kUnknownError,
+                               messages::kUnknownErrorOccurred);
   }
 
   onEndBridge(data, result);
@@ -126,23 +127,23 @@ void BridgeTemplate::onBeginBridge(const BridgeData& /*data*/) {}
 void BridgeTemplate::onEndBridge(const BridgeData& /*data*/, const BridgeResult& /*result*/) {}
 
 BridgeResult BridgeTemplate::Get(const BridgeData& /*data*/) {
-  throw BridgeResultError(kBridgeStatusMethodNotAllowed, "MethodError",
-                          "GET method is not allowed.");
+  throw BridgeResultError(kBridgeStatusMethodNotAllowed, messages::kMethodError,
+                          messages::kGetNotAllowed);
 }
 
 BridgeResult BridgeTemplate::Put(const BridgeData& /*data*/) {
-  throw BridgeResultError(kBridgeStatusMethodNotAllowed, "MethodError",
-                          "PUT method is not allowed.");
+  throw BridgeResultError(kBridgeStatusMethodNotAllowed, messages::kMethodError,
+                          messages::kPutNotAllowed);
 }
 
 BridgeResult BridgeTemplate::Post(const BridgeData& /*data*/) {
-  throw BridgeResultError(kBridgeStatusMethodNotAllowed, "MethodError",
-                          "POST method is not allowed.");
+  throw BridgeResultError(kBridgeStatusMethodNotAllowed, messages::kMethodError,
+                          messages::kPostNotAllowed);
 }
 
 BridgeResult BridgeTemplate::Delete(const BridgeData& /*data*/) {
-  throw BridgeResultError(kBridgeStatusMethodNotAllowed, "MethodError",
-                          "DELETE method is not allowed.");
+  throw BridgeResultError(kBridgeStatusMethodNotAllowed, messages::kMethodError,
+                          messages::kDeleteNotAllowed);
 }
 
 std::string BridgeTemplate::envelope(const BridgeResult& result) {

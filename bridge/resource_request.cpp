@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "bridge/application_manager.h"
+#include "bridge/messages.h"
 #include "pocketjson/parser.h"
 
 namespace bridge {
@@ -13,18 +14,18 @@ std::string fieldText(const pocketjson::Value& holder, const std::string& key) {
 }
 
 void throwNameIsEmpty() {
-  throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                          "URI parameter 'name' is empty.");
+  throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                          messages::kNameIsEmpty);
 }
 
 void throwApplicationIsNotExisted() {
-  throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                          "Application instance is not existed.");
+  throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                          messages::kApplicationIsNotExisted);
 }
 
 void throwNoResponse() {
-  throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
-                          "No response from the application.");
+  throw BridgeResultError(kBridgeStatusInternalServerError, messages::kInternalError,
+                          messages::kNoResponse);
 }
 
 zarvo::Application& connectedApplication(const std::string& name) {

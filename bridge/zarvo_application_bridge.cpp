@@ -3,6 +3,7 @@
 #include <string>
 
 #include "bridge/application.h"
+#include "bridge/messages.h"
 #include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
@@ -13,7 +14,8 @@ BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
   zarvo::Application& application = applicationNamedIn(data);
   const std::string uri = fieldText(data.body, "uri");
   if (uri.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError", "uri is empty string.");
+    throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                            messages::kUriIsEmpty);
   }
   const pocketjson::Value& requestData = data.body.get("requestData");
   const pocketjson::Value& settings = data.body.get("settings");
@@ -27,12 +29,13 @@ BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
   zarvo::BridgeCrossResponse response;
   if (ZrvBridgeCross(application.handle, target.c_str(), uri.c_str(), settingsText.c_str(),
                      requestDataText.c_str(), zarvo::OnBridgeResponse, &response) == 0) {
-    // The record is filled as for a failed exchange, although only `received` decides below and
-    // this error object never reaches the page.
+    // The record is filled as for a failed exchange. Only `received` decides below, so the status
+    // and this error object are discarded and never reach the page: deliberate dead stores,
+    // required behaviour that is kept as it is (the record must look like a failed exchange).
     response.received = false;
     response.statusCode = 500;
-    response.data["error"]["name"] = "InternalError";
-    response.data["error"]["message"] = "No response or disconnected from application.";
+    response.data["error"]["name"] = messages::kInternalError;
+    response.data["error"]["message"] = messages::kNoResponseOrDisconnected;
   }
   if (!response.received) throwNoResponse();
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "bridge/application.h"
+#include "bridge/messages.h"
 #include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
@@ -14,7 +15,8 @@ BridgeResult ZarvoApplicationCustom::Post(const BridgeData& data) {
   zarvo::Application& application = applicationNamedIn(data);
   const std::string type = fieldText(data.body, "type");
   if (type.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError", "type is empty string.");
+    throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                            messages::kTaskTypeIsEmpty);
   }
   const pocketjson::Value& taskData = data.body.get("data");
   const std::string target = fieldText(data.body, "target");

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "bridge/application.h"
+#include "bridge/messages.h"
 #include "bridge/resource_request.h"
 #include "zarvo_x64.h"
 
@@ -25,8 +26,8 @@ EventRequest readEventRequest(const BridgeData& data) {
   request.type = fieldText(data.parameters, "type");
   if (name.empty()) throwNameIsEmpty();
   if (request.type.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "URI parameter 'type' is empty.");
+    throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                            messages::kTypeIsEmpty);
   }
   request.application = &connectedApplication(name);
   request.target = fieldText(data.body, "target");

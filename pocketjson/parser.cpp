@@ -366,9 +366,9 @@ bool Engine::decodeString(std::string& out) {
   }
 }
 
-// The C library conversion of the number text [first, last), with the documented text rules:
-// 'E' written as 'e', '+' dropped, a zero exponent removed, the first '.' replaced by the
-// locale's decimal point. The from_chars path is taken when it is known to give the same value.
+// The C library conversion of the number text [first, last), after these text rules: 'E' written
+// as 'e', '+' dropped, a zero exponent removed, the first '.' replaced by the locale's decimal
+// point. The from_chars path is taken when it is known to give the same value.
 double Engine::toDouble(const char* first, const char* last, bool hasExponent, bool exponentIsZero,
                         bool& ok) {
   if (!localeKnown_) {
@@ -411,8 +411,8 @@ bool Engine::number(Value* target, bool documentMode) {
   if (negative) ++p;
   if (p == end || !isDigit(*p)) return fail(kNumberNoDigit);
   if (*p == '0' && p + 1 != end && isDigit(p[1])) return fail(kNumberLeadingZero);
-  // The magnitude is a signed 64-bit accumulator in the documented rule; it is kept unsigned here
-  // so that the wrap-around of long digit runs is defined, and compared as signed.
+  // The magnitude is a signed 64-bit accumulator in the integer rule of parser.h; it is kept
+  // unsigned here so that the wrap-around of long digit runs is defined, and compared as signed.
   uint64_t magnitude = 0;
   bool tooLarge = false;
   do {

@@ -18,9 +18,11 @@
 //   * ParseOption::kAllowTrailingComma (bit 0) allows a trailing comma,
 //     ParseOption::kIgnoreTrailingText (bit 1) disables the trailing-text check;
 //   * a NUL byte after the top-level value counts as the end of the text.
-// Integers: 19-digit magnitudes are accumulated by the digit rule documented in parser.cpp;
-// numbers with a fraction, a non-zero exponent or an '8'/'9' digit past the 64-bit threshold are
-// doubles. Out-of-range doubles become infinities.
+// Integers: the magnitude is accumulated digit by digit (times 10 plus the digit) while it is at
+// most 922337203685477579; past that, a digit up to '7' is still accumulated (so a 19-digit value
+// above the 64-bit range wraps around) and an '8' or '9' makes the number too large. Numbers with
+// a fraction, a non-zero exponent or too large for an integer are doubles ("12e0" is the integer
+// 12). Out-of-range doubles become infinities.
 //
 // Failure: every parse function returns false on failure and leaves one English message in
 // `error()` (no line or column). A lone low surrogate escape ("\uDC00".."\uDFFF") fails with an

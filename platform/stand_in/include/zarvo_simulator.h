@@ -39,7 +39,8 @@
  *    exists; a zero result keeps the subscription.
  *
  * 2. Description mode, for the reference host and for page development: ZrvSimLoadDescription
- *    reads a JSON description of applications. Only described applications connect. The format:
+ *    reads a JSON description of applications. Only described applications connect. The format
+ *    (also published as a JSON Schema, examples/applications.schema.json):
  *
  *    {
  *      "applications": {
@@ -78,7 +79,7 @@
  *    A refused description is reported as "<source>: <where>: <problem>" (or "<source>:
  *    <problem>" for the whole text), <where> being the member path from the top with array
  *    elements as [i], e.g.
- *      examples/apps.json: applications.viewer.requests./open.status: expected an integer
+ *      examples/applications.json: applications.viewer.events[0].count: expected an integer
  *    The problems: "cannot be opened (<system message>)", "cannot be read (<system message>)",
  *    the JSON library's parse message, "expected an object at the top level", "required member
  *    missing", "unknown member", "expected an object", "expected an array", "expected a string",
