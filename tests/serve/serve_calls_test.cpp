@@ -227,4 +227,31 @@ TEST_F(ServeCalls, SimulatorRaiseAndDisconnectAnswer) {
   EXPECT_EQ(notified->body, "{\"notified\":true}");
 }
 
+TEST(ServeBrokenPlugin, AnswersOtherThanExactlyOneAreTheServersOwn500) {
+  ServeProcess server({"--plugin", ZARVO_SERVE_TEST_FAKE_PLUGIN});
+  httplib::Client client("127.0.0.1", server.port());
+  const struct {
+    std::string resource;
+    std::string message;
+  } cases[] = {
+      {"ZarvoApplication", "the plug-in set 0 responses for promise 1"},
+      {"ZarvoApplicationBridge", "the plug-in set 2 responses for promise 2"},
+      {"ZarvoApplicationCustom", "the plug-in set 1 responses for promise 3"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.resource);
+    auto result = client.Post(("/bridge/" + c.resource).c_str(), "{}", "application/json");
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, 500);
+    EXPECT_EQ(result->body,
+              "{\"error\":{\"message\":\"" + c.message + "\",\"name\":\"PluginError\"}}");
+    EXPECT_FALSE(result->has_header("Zarvo-Status"));
+  }
+  auto fine = client.Post("/bridge/ZarvoApplicationEvent", "{}", "application/json");
+  ASSERT_TRUE(fine);
+  EXPECT_EQ(fine->status, 200);
+  EXPECT_EQ(fine->get_header_value("Zarvo-Promise"), "4");
+  EXPECT_EQ(server.stop(SIGTERM), 0);
+}
+
 }  // namespace

@@ -138,4 +138,37 @@ TEST(SseStreamTest, AGoneClientEndsTheStream) {
   EXPECT_FALSE(ended);
 }
 
+TEST(SseStreamTest, AQuietStreamSendsAKeepAliveComment) {
+  EventRing ring(1 << 20);
+  SseStream stream(ring, 0, std::chrono::milliseconds(1));
+  std::string written;
+  const SseStream::Write write = [&](const std::string& text) {
+    written += text;
+    return true;
+  };
+  bool ended = true;
+  EXPECT_TRUE(stream.step(write, &ended));
+  EXPECT_TRUE(stream.step(write, &ended));
+  EXPECT_FALSE(ended);
+  EXPECT_EQ(written, "retry: 1000\n\n: keep-alive\n\n");
+  EXPECT_EQ(zarvo_host::serve::kKeepAliveInterval, std::chrono::milliseconds(15000));
+}
+
+TEST(SseStreamTest, AGapComesBeforeTheOldestHeldEvent) {
+  EventRing ring(2 * (2 + EventRing::kEventOverhead));
+  for (int i = 0; i < 4; ++i) ring.append("zarvoEvent", "{}");
+  SseStream stream(ring, 0);
+  std::string written;
+  bool ended = false;
+  const SseStream::Write write = [&](const std::string& text) {
+    written += text;
+    return true;
+  };
+  EXPECT_TRUE(stream.step(write, &ended));
+  EXPECT_TRUE(stream.step(write, &ended));
+  EXPECT_EQ(written,
+            "retry: 1000\n\nid: 2\nevent: zarvoGap\ndata: {\"first\":1,\"last\":2,\"lost\":2}\n\n"
+            "id: 3\nevent: zarvoEvent\ndata: {}\n\nid: 4\nevent: zarvoEvent\ndata: {}\n\n");
+}
+
 }  // namespace
