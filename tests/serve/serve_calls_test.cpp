@@ -163,6 +163,20 @@ TEST_F(ServeCalls, EveryAnswerForbidsCachingAndSniffingAndCarriesNoCorsHeaders) 
   }
 }
 
+TEST_F(ServeCalls, ARangeHeaderNeverCutsAnAnswer) {
+  auto connected = client_.Post("/bridge/ZarvoApplication", {{"Range", "bytes=2-5"}},
+                                resourceBody("post", "{\"name\":\"viewer\"}"), "application/json");
+  ASSERT_TRUE(connected);
+  ++promise_;
+  EXPECT_EQ(connected->status, 200);
+  EXPECT_EQ(connected->body, kNullValue);
+  auto log = client_.Get("/simulator/log", {{"Range", "bytes=0-3"}});
+  ASSERT_TRUE(log);
+  EXPECT_EQ(log->status, 200);
+  EXPECT_EQ(log->body.rfind("{\"calls\":[", 0), 0u);
+  EXPECT_FALSE(log->has_header("Content-Range"));
+}
+
 TEST_F(ServeCalls, TeardownAnswers204AndClosesEveryConnection) {
   ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"viewer\"}"));
   ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"printer\"}"));

@@ -178,7 +178,19 @@ void routeWithoutBody(ServeContext& ctx, const Request& req, Response& res) {
   }
 }
 
+// Paths the server answers itself (everything but the static files).
+bool isApiPath(const std::string& path) {
+  return path.compare(0, kBridgePrefix.size(), kBridgePrefix) == 0 ||
+         path.compare(0, 11, "/simulator/") == 0 || path == "/events" || path == "/teardown";
+}
+
 HandlerResponse preRouting(ServeContext& ctx, const Request& req, Response& res) {
+  // A Range header applies to static files only: an envelope, an event stream or a host-made
+  // answer always goes out whole. cpp-httplib hands the handler a const view of a request it
+  // owns as a modifiable object, so the parsed ranges can be dropped here.
+  if (isApiPath(req.path) || req.method != "GET") {
+    const_cast<Request&>(req).ranges.clear();  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+  }
   std::string problem;
   if (!requestAllowed(req, ctx.port, &problem)) {
     setHostError(res, 403, kForbidden, problem);
