@@ -229,10 +229,9 @@ void installRoutes(httplib::Server& server, ServeContext& context) {
               [](const Request& req, Response& res) { raiseEvents(req.body, res); });
   server.Post("/simulator/disconnect",
               [](const Request& req, Response& res) { reportDisconnect(req.body, res); });
-  const httplib::Server::HandlerWithResponse onError = [&ctx](const Request& /*req*/,
-                                                              Response& res) {
+  const httplib::Server::HandlerWithResponse onError = [&ctx](const Request& req, Response& res) {
     if (!res.body.empty() || res.has_header("Zarvo-Status")) return HandlerResponse::Unhandled;
-    fillHostError(res, ctx.maxBody);
+    fillHostError(req, res, ctx.maxBody);
     return HandlerResponse::Handled;
   };
   server.set_error_handler(onError);
