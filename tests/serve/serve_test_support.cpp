@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
@@ -130,6 +131,8 @@ ServeProcess::ServeProcess(const std::vector<std::string>& args,
   pid_ = fork();
   if (pid_ == 0) {
     for (const auto& [name, value] : env) setenv(name.c_str(), value.c_str(), 1);
+    // Matters only when the host is built with ThreadSanitizer.
+    setenv("TSAN_OPTIONS", "suppressions=" ZARVO_SERVE_TEST_TSAN_SUPPRESSIONS, 1);
     dup2(out[1], STDOUT_FILENO);
     const int err = ::open(errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     if (err >= 0) dup2(err, STDERR_FILENO);
@@ -157,6 +160,11 @@ ServeProcess::ServeProcess(const std::vector<std::string>& args,
 ServeProcess::~ServeProcess() {
   if (pid_ > 0) stop(SIGKILL);
   if (stdoutFd_ >= 0) close(stdoutFd_);
+  // A sanitizer report from the server fails the test that started it, whatever it checked.
+  const std::string errors = errorOutput();
+  for (const char* mark : {"Sanitizer", "runtime error:"}) {
+    EXPECT_EQ(errors.find(mark), std::string::npos) << errors;
+  }
 }
 
 int ServeProcess::stop(int signal) {
