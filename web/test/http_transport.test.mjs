@@ -180,3 +180,57 @@ test('a bridge closed and resubscribed replays from the last id through the tran
   EventSource.instances[1].message('zarvoEvent', '{"app":"viewer","data":2,"type":"progress"}', 5);
   assert.deepEqual(ids, [4, 5]);
 });
+
+test('an answer without Zarvo-Promise has promise 0', async () => {
+  const fetch = fakeFetch().respond(200, '{"error":null,"value":null}', { 'Zarvo-Status': '200' });
+  assert.equal((await httpTransport({ fetch }).exchange('ZarvoApplication', TEXTS)).promise, 0);
+});
+
+test('an answer body that breaks off is a NetworkError', async () => {
+  const broken = {
+    headers: new Headers({ 'Zarvo-Status': '200', 'Zarvo-Promise': '2' }),
+    text: async () => { throw new TypeError('network error'); },
+  };
+  const fetch = async () => broken;
+  await assert.rejects(httpTransport({ fetch }).exchange('ZarvoApplicationBridge', TEXTS), {
+    name: 'TransportError', status: 0, code: 'NetworkError', message: 'ZarvoApplicationBridge: network error',
+  });
+});
+
+test('the default reconnect wait starts at 250 ms and doubles up to 5 s', async () => {
+  const EventSource = fakeEventSourceClass();
+  const waits = [];
+  const realSetTimeout = globalThis.setTimeout;
+  globalThis.setTimeout = (fn, ms) => { waits.push(ms); return realSetTimeout(fn, 0); };
+  try {
+    const opening = httpTransport({ EventSource }).openEvents({ event() {}, gap() {} });
+    EventSource.instances[0].open();
+    const close = await opening;
+    for (let i = 0; i < 7; i += 1) {
+      EventSource.instances[i].error();
+      await new Promise((r) => realSetTimeout(r, 2));
+    }
+    close();
+  } finally {
+    globalThis.setTimeout = realSetTimeout;
+  }
+  assert.deepEqual(waits, [250, 500, 1000, 2000, 4000, 5000, 5000]);
+});
+
+test('a successful reopen starts the waits from 250 ms again', async () => {
+  const EventSource = fakeEventSourceClass();
+  const attempts = [];
+  const transport = httpTransport({ EventSource, reconnectDelay: (attempt) => { attempts.push(attempt); return 0; } });
+  const opening = transport.openEvents({ event() {}, gap() {} });
+  EventSource.instances[0].open();
+  const close = await opening;
+  EventSource.instances[0].error();
+  await new Promise((r) => setTimeout(r, 5));
+  EventSource.instances[1].error();
+  await new Promise((r) => setTimeout(r, 5));
+  EventSource.instances[2].open();
+  EventSource.instances[2].error();
+  await new Promise((r) => setTimeout(r, 5));
+  close();
+  assert.deepEqual(attempts, [0, 1, 0]);
+});
