@@ -140,3 +140,19 @@ TEST_F(StandInTest, ConcurrentCallsAreCountedAndSinksNeverOverlap) {
 }
 
 }  // namespace
+
+TEST_F(StandInTest, CountsTheDistinctThreadsThatSetResponses) {
+  EXPECT_EQ(BridgeHelperStandInResponseThreadCount(), 0);
+  BridgeHelperSetResponse(1, 200, "{}");
+  BridgeHelperSetResponse(2, 200, "{}");
+  EXPECT_EQ(BridgeHelperStandInResponseThreadCount(), 1);
+  std::thread other([] { BridgeHelperSetResponse(3, 200, "{}"); });
+  other.join();
+  EXPECT_EQ(BridgeHelperStandInResponseThreadCount(), 2);
+  // Events do not count: they come from the application library's threads.
+  std::thread events([] { BridgeHelperDispatchEvent("zarvoEvent", "{}"); });
+  events.join();
+  EXPECT_EQ(BridgeHelperStandInResponseThreadCount(), 2);
+  BridgeHelperStandInReset();
+  EXPECT_EQ(BridgeHelperStandInResponseThreadCount(), 0);
+}

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "script.h"
+#include "serve/serve_options.h"
 
 #ifndef ZARVO_HOST_DEFAULT_PLUGIN
 #define ZARVO_HOST_DEFAULT_PLUGIN "libzarvo_bridging.so.2"
@@ -124,7 +125,8 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
   return true;
 }
 
-std::string helpText() {
+// The help text of the session modes; helpText() adds the serve section.
+static std::string sessionHelpText() {
   return std::string(
       "zarvo_host: the reference host of the zarvo bridging plug-in.\n"
       "\n"
@@ -143,6 +145,8 @@ std::string helpText() {
       "                                             {\"method\":METHOD}, PARAMETERS (default {}),\n"
       "                                             BODY (default empty), EXTRA (default {});\n"
       "                                             options go before 'call'\n"
+      "  zarvo_host serve [SERVE OPTIONS]           serve a page over HTTP on 127.0.0.1\n"
+      "                                             (see 'Serving a page' below)\n"
       "\n"
       "Options:\n"
       "  --plugin PATH   plug-in file to load (default: the one built with this tool,\n"
@@ -223,6 +227,10 @@ std::string helpText() {
       "             -e '{\"call\":\"ZarvoApplicationBridge\",\"method\":\"post\","
       "\"parameters\":{\"name\":\"viewer\"},\"body\":{\"uri\":\"/document/open\"}}'\n"
       "  echo '{\"call\":\"ZarvoApplication\",\"method\":\"get\"}' | zarvo_host -\n");
+}
+
+std::string helpText() {
+  return sessionHelpText() + "\n" + serve::serveHelpText();
 }
 
 }  // namespace zarvo_host

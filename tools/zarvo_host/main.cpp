@@ -17,6 +17,7 @@
 #include "command_line.h"
 #include "plugin.h"
 #include "script.h"
+#include "serve/serve_main.h"
 #include "session.h"
 #include "transcript.h"
 #include "zarvo_simulator.h"
@@ -142,6 +143,8 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
   using namespace zarvo_host;
+  // `zarvo_host serve ...` is its own mode with its own options.
+  if (argc >= 2 && std::strcmp(argv[1], "serve") == 0) return serve::runServe(argc, argv, 2);
   Options options;
   std::string problem;
   if (!parseCommandLine(argc, argv, &options, &problem)) {

@@ -41,10 +41,20 @@ bool Plugin::load(const std::string& path, std::string* error) {
       !resolve(handle, "TearDown", &tearDown_, path, error)) {
     application_ = bridge_ = event_ = custom_ = nullptr;
     tearDown_ = nullptr;
+    dlclose(handle);
     return false;
   }
   path_ = path;
+  handle_ = handle;
   return true;
+}
+
+void Plugin::unload() {
+  if (handle_ == nullptr) return;
+  application_ = bridge_ = event_ = custom_ = nullptr;
+  tearDown_ = nullptr;
+  dlclose(handle_);
+  handle_ = nullptr;
 }
 
 ResourceFunction Plugin::resource(const std::string& resource) const {

@@ -8,9 +8,14 @@
 // library) resolve by soname to the copies this executable already has loaded, so the sinks and
 // the application description set up here are the ones the plug-in talks to.
 //
-// Ownership: a loaded plug-in is never unloaded. Application threads may still hold callback
-// addresses inside it until the process ends, and unloading buys nothing for a one-shot tool.
-// Threads: load once on the main thread; the resolved pointers may then be called from it.
+// Ownership: the session modes never unload the plug-in: application threads may still hold
+// callback addresses inside it until the process ends, and unloading buys nothing for a one-shot
+// tool. The serve mode unloads it explicitly with `unload`, and only once nothing can call into
+// it any more: after TearDown has closed every connection (the application library makes no
+// callback for a connection after its disconnect has returned) and after the host library's
+// sinks have been removed. Destroying a Plugin does not unload it.
+// Threads: load once; the resolved pointers may then be called from the thread the host chose
+// for the plug-in (one at a time). `unload` runs when no thread uses them any more.
 // Failure: `load` returns false with a message naming the file and the missing symbol.
 #ifndef ZARVO_HOST_PLUGIN_H
 #define ZARVO_HOST_PLUGIN_H
@@ -34,9 +39,13 @@ class Plugin {
   TearDownFunction tearDown() const { return tearDown_; }
   // The path that was loaded.
   const std::string& path() const { return path_; }
+  // Closes the file (dlclose) and forgets the entry points. Nothing may call into the plug-in
+  // afterwards; see the ownership note above. Does nothing when nothing is loaded.
+  void unload();
 
  private:
   std::string path_;
+  void* handle_ = nullptr;
   ResourceFunction application_ = nullptr;
   ResourceFunction bridge_ = nullptr;
   ResourceFunction event_ = nullptr;

@@ -3,11 +3,16 @@
 //
 // State: one promise counter (atomic), three call counters (atomic) and the two sinks with their
 // user data, guarded by one mutex that is also held while a sink runs, so sink calls never
-// overlap and a sink can never be removed while it is running.
+// overlap and a sink can never be removed while it is running. The same mutex guards the list of
+// threads that set responses (a handful at most, so a plain vector).
 #include "bridge_helper_stand_in.h"
 
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <mutex>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -22,6 +27,7 @@ struct StandInState {
   void* responseUserData = nullptr;
   BridgeHelperStandInEventSink eventSink = nullptr;
   void* eventUserData = nullptr;
+  std::vector<std::thread::id> responseThreads;
 };
 
 // Never destroyed: events may arrive from other threads while the process exits, after static
@@ -30,6 +36,32 @@ StandInState& state() {
   static StandInState* const instance = new StandInState();
   return *instance;
 }
+
+long responseThreadCount(StandInState& s) {
+  std::lock_guard<std::mutex> lock(s.sinkMutex);
+  return static_cast<long>(s.responseThreads.size());
+}
+
+// Writes the counters to the file named by BRIDGE_HELPER_STAND_IN_EXIT_LOG when the library's
+// static objects are destroyed (process exit or unload). The state itself is never destroyed, so
+// it is still there.
+struct ExitReport {
+  ExitReport() = default;
+  ExitReport(const ExitReport&) = delete;
+  ExitReport& operator=(const ExitReport&) = delete;
+  ~ExitReport() {
+    const char* path = std::getenv("BRIDGE_HELPER_STAND_IN_EXIT_LOG");
+    if (path == nullptr || *path == '\0') return;
+    std::FILE* file = std::fopen(path, "w");
+    if (file == nullptr) return;
+    StandInState& s = state();
+    std::fprintf(file, "promises %ld\nresponses %ld\nresponse threads %ld\nevents %ld\n",
+                 s.promiseCount.load(), s.responseCount.load(), responseThreadCount(s),
+                 s.eventCount.load());
+    std::fclose(file);
+  }
+};
+const ExitReport exitReport;
 
 }  // namespace
 
@@ -45,6 +77,10 @@ int BridgeHelperSetResponse(int promiseId, int statusCode, const char* json) {
   StandInState& s = state();
   s.responseCount.fetch_add(1, std::memory_order_relaxed);
   std::lock_guard<std::mutex> lock(s.sinkMutex);
+  const std::thread::id self = std::this_thread::get_id();
+  bool known = false;
+  for (const std::thread::id& id : s.responseThreads) known = known || id == self;
+  if (!known) s.responseThreads.push_back(self);
   if (s.responseSink == nullptr) return 0;
   s.responseSink(promiseId, statusCode, json, s.responseUserData);
   return 1;
@@ -80,6 +116,7 @@ void BridgeHelperStandInReset(void) {
   s.responseUserData = nullptr;
   s.eventSink = nullptr;
   s.eventUserData = nullptr;
+  s.responseThreads.clear();
   s.nextPromiseId.store(1, std::memory_order_relaxed);
   s.promiseCount.store(0, std::memory_order_relaxed);
   s.responseCount.store(0, std::memory_order_relaxed);
@@ -96,6 +133,10 @@ long BridgeHelperStandInResponseCount(void) {
 
 long BridgeHelperStandInEventCount(void) {
   return state().eventCount.load(std::memory_order_relaxed);
+}
+
+long BridgeHelperStandInResponseThreadCount(void) {
+  return responseThreadCount(state());
 }
 
 }  // extern "C"

@@ -16,6 +16,16 @@
  *   3. call the plug-in's entry points; onResponse runs inside each call, onEvent on whatever
  *      thread raised the event;
  *   4. BridgeHelperStandInReset() forgets both sinks and restarts the promise counter at 1.
+ *
+ * Exit report: when the environment variable BRIDGE_HELPER_STAND_IN_EXIT_LOG names a file, the
+ * library writes its counters there when the process exits (or the library is unloaded), one
+ * "name value" line each:
+ *     promises 23
+ *     responses 23
+ *     response threads 1
+ *     events 3
+ * so a test can check what a host process did, for example that every response was set on one
+ * thread, without the host exposing anything for it.
  */
 #ifndef ZARVO_STAND_IN_BRIDGE_HELPER_STAND_IN_H
 #define ZARVO_STAND_IN_BRIDGE_HELPER_STAND_IN_H
@@ -43,6 +53,8 @@ void BridgeHelperStandInReset(void);
 long BridgeHelperStandInPromiseCount(void);
 long BridgeHelperStandInResponseCount(void);
 long BridgeHelperStandInEventCount(void);
+/* How many distinct threads have called BridgeHelperSetResponse since the last reset. */
+long BridgeHelperStandInResponseThreadCount(void);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,230 @@
+// `zarvo_host serve`: the four resources and TearDown over HTTP, with the plug-in's envelopes
+// byte for byte, the Zarvo-Status and Zarvo-Promise headers, and the simulator controls.
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <signal.h>
+
+#include <string>
+
+#include "serve_test_support.h"
+
+namespace {
+
+using serve_test::resourceBody;
+using serve_test::ServeProcess;
+
+constexpr const char* kNullValue = "{\"error\":null,\"value\":null}";
+
+class ServeCalls : public ::testing::Test {
+ protected:
+  ServeCalls() : client_("127.0.0.1", server_.port()) {}
+
+  httplib::Result post(const std::string& path, const std::string& body) {
+    return client_.Post(path.c_str(), body, "application/json");
+  }
+  // POST /bridge/<resource>; checks the plug-in answer's headers and returns it.
+  httplib::Result call(const std::string& resource, const std::string& method,
+                       const std::string& parameters, const std::string& body = "") {
+    httplib::Result result = post("/bridge/" + resource, resourceBody(method, parameters, body));
+    if (result) {
+      EXPECT_EQ(result->get_header_value("Content-Type"), "application/json");
+      EXPECT_EQ(result->get_header_value("Zarvo-Status"), std::to_string(result->status));
+      EXPECT_EQ(result->get_header_value("Zarvo-Promise"), std::to_string(++promise_));
+    }
+    return result;
+  }
+
+  ServeProcess server_;
+  httplib::Client client_;
+  int promise_ = 0;
+};
+
+TEST_F(ServeCalls, FirstLineNamesTheListeningPort) {
+  ASSERT_GT(server_.port(), 0);
+  EXPECT_EQ(server_.firstLine(),
+            "serving http://127.0.0.1:" + std::to_string(server_.port()) + "/");
+}
+
+TEST_F(ServeCalls, APortInUseEndsWithStatusOne) {
+  ServeProcess second({"--port", std::to_string(server_.port())});
+  EXPECT_EQ(second.firstLine(), "");
+  EXPECT_EQ(second.stop(SIGTERM), 1);
+  EXPECT_EQ(second.errorOutput(),
+            "zarvo_host: cannot listen on 127.0.0.1:" + std::to_string(server_.port()) + "\n");
+}
+
+TEST_F(ServeCalls, ConnectAndBridgeCrossAnswerThePluginEnvelopes) {
+  auto connected = call("ZarvoApplication", "post", "{\"name\":\"viewer\"}");
+  ASSERT_TRUE(connected);
+  EXPECT_EQ(connected->status, 200);
+  EXPECT_EQ(connected->body, kNullValue);
+
+  auto opened = call("ZarvoApplicationBridge", "post", "{\"name\":\"viewer\"}",
+                     "{\"uri\":\"/document/open\"}");
+  ASSERT_TRUE(opened);
+  EXPECT_EQ(opened->status, 200);
+  EXPECT_EQ(
+      opened->body,
+      "{\"error\":null,\"value\":{\"data\":{\"opened\":true,\"pages\":12},\"statuscode\":200}}");
+
+  // The application's own 507 travels inside a status-200 answer.
+  auto saved = call("ZarvoApplicationBridge", "post", "{\"name\":\"viewer\"}",
+                    "{\"uri\":\"/document/save\"}");
+  ASSERT_TRUE(saved);
+  EXPECT_EQ(saved->status, 200);
+  EXPECT_EQ(saved->body,
+            "{\"error\":null,\"value\":{\"data\":{\"error\":\"disk full\"},\"statuscode\":507}}");
+}
+
+TEST_F(ServeCalls, CustomTaskAndSubscriptions) {
+  ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"viewer\"}"));
+  auto task = call("ZarvoApplicationCustom", "post", "{\"name\":\"viewer\"}",
+                   "{\"type\":\"render\",\"data\":{\"pages\":[1,2,3]}}");
+  ASSERT_TRUE(task);
+  EXPECT_EQ(task->status, 200);
+  EXPECT_EQ(task->body, "{\"error\":null,\"value\":{\"data\":{\"pages\":3},\"type\":\"done\"}}");
+
+  auto subscribed =
+      call("ZarvoApplicationEvent", "post", "{\"name\":\"viewer\",\"type\":\"tick\"}");
+  ASSERT_TRUE(subscribed);
+  EXPECT_EQ(subscribed->status, 200);
+  EXPECT_EQ(subscribed->body, kNullValue);
+  auto unsubscribed =
+      call("ZarvoApplicationEvent", "delete", "{\"name\":\"viewer\",\"type\":\"tick\"}");
+  ASSERT_TRUE(unsubscribed);
+  EXPECT_EQ(unsubscribed->status, 200);
+  EXPECT_EQ(unsubscribed->body, kNullValue);
+}
+
+TEST_F(ServeCalls, ThePluginsErrorAnswersKeepTheirStatus) {
+  auto unknown =
+      call("ZarvoApplicationBridge", "post", "{\"name\":\"scanner\"}", "{\"uri\":\"/scan\"}");
+  ASSERT_TRUE(unknown);
+  EXPECT_EQ(unknown->status, 400);
+  EXPECT_EQ(unknown->body,
+            "{\"error\":{\"message\":\"Application instance is not existed.\",\"name\":"
+            "\"BadRequestError\"},\"value\":null}");
+
+  auto empty = call("ZarvoApplication", "post", "{\"name\":\"\"}");
+  ASSERT_TRUE(empty);
+  EXPECT_EQ(empty->status, 400);
+  EXPECT_EQ(empty->body,
+            "{\"error\":{\"message\":\"URI parameter 'name' is empty.\",\"name\":"
+            "\"BadRequestError\"},\"value\":null}");
+
+  // The method travels in "options": GET there is the plug-in's own 405.
+  auto get = call("ZarvoApplicationBridge", "get", "{\"name\":\"viewer\"}");
+  ASSERT_TRUE(get);
+  EXPECT_EQ(get->status, 405);
+  EXPECT_EQ(get->body,
+            "{\"error\":{\"message\":\"GET method is not allowed.\",\"name\":\"MethodError\"},"
+            "\"value\":null}");
+  EXPECT_FALSE(get->has_header("Allow"));
+
+  auto failed = call("ZarvoApplication", "post", "{\"name\":\"scanner\"}");
+  ASSERT_TRUE(failed);
+  EXPECT_EQ(failed->status, 500);
+  EXPECT_EQ(failed->body,
+            "{\"error\":{\"message\":\"Failed to connect application.\",\"name\":"
+            "\"InternalError\"},\"value\":null}");
+}
+
+TEST_F(ServeCalls, MissingMembersPassTheEmptyText) {
+  // {} passes four empty texts: no method means GET, which ZarvoApplication refuses.
+  auto result = post("/bridge/ZarvoApplication", "{}");
+  ASSERT_TRUE(result);
+  EXPECT_EQ(result->status, 405);
+  EXPECT_EQ(result->get_header_value("Zarvo-Promise"), "1");
+  // The strings are passed decoded and unchanged: the escaped name arrives as "vie\"wer".
+  auto escaped = post("/bridge/ZarvoApplication",
+                      "{\"options\":\"{\\\"method\\\":\\\"post\\\"}\",\"extra\":\"{}\","
+                      "\"parameters\":\"{\\\"name\\\":\\\"vie\\\\\\\"wer\\\"}\"}");
+  ASSERT_TRUE(escaped);
+  auto log = client_.Get("/simulator/log");
+  ASSERT_TRUE(log);
+  EXPECT_NE(
+      log->body.find("ZrvConnectApplication(\\\"vie\\\\\\\"wer\\\", \\\"zarvo_host\\\") -> 0"),
+      std::string::npos)
+      << log->body;
+}
+
+TEST_F(ServeCalls, EveryAnswerForbidsCachingAndSniffingAndCarriesNoCorsHeaders) {
+  auto answer = call("ZarvoApplication", "post", "{\"name\":\"viewer\"}");
+  auto hostMade = client_.Get("/bridge/Nothing");
+  auto log = client_.Get("/simulator/log");
+  for (const httplib::Result* result : {&answer, &hostMade, &log}) {
+    ASSERT_TRUE(*result);
+    EXPECT_EQ((*result)->get_header_value("Cache-Control"), "no-store");
+    EXPECT_EQ((*result)->get_header_value("X-Content-Type-Options"), "nosniff");
+    for (const auto& header : (*result)->headers) {
+      EXPECT_NE(header.first.rfind("Access-Control-", 0), 0u) << header.first;
+    }
+  }
+}
+
+TEST_F(ServeCalls, TeardownAnswers204AndClosesEveryConnection) {
+  ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"viewer\"}"));
+  ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"printer\"}"));
+  auto before = client_.Get("/simulator/log");
+  ASSERT_TRUE(before);
+  auto teardown = post("/teardown", "ignored");
+  ASSERT_TRUE(teardown);
+  EXPECT_EQ(teardown->status, 204);
+  EXPECT_TRUE(teardown->body.empty());
+  EXPECT_FALSE(teardown->has_header("Zarvo-Status"));
+  auto after = client_.Get("/simulator/log?from=4");
+  ASSERT_TRUE(after);
+  EXPECT_EQ(
+      after->body,
+      "{\"calls\":[\"ZrvDisconnectApplication(2) -> 1\",\"ZrvDisconnectApplication(1) -> 1\"],"
+      "\"next\":6}");
+  // The registry is empty afterwards; the next promise continues the count.
+  auto gone =
+      call("ZarvoApplicationCustom", "post", "{\"name\":\"printer\"}", "{\"type\":\"print\"}");
+  ASSERT_TRUE(gone);
+  EXPECT_EQ(gone->status, 400);
+}
+
+TEST_F(ServeCalls, SimulatorLogAndApplications) {
+  ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"viewer\"}"));
+  auto log = client_.Get("/simulator/log");
+  ASSERT_TRUE(log);
+  EXPECT_EQ(log->status, 200);
+  EXPECT_EQ(log->get_header_value("Content-Type"), "application/json");
+  EXPECT_EQ(log->body,
+            "{\"calls\":[\"ZrvConnectApplication(\\\"viewer\\\", \\\"zarvo_host\\\") -> 1\","
+            "\"ZrvSetApplicationDidDisconnectCallback(1, callback, context) -> 1\"],\"next\":2}");
+  auto tail = client_.Get("/simulator/log?from=1");
+  ASSERT_TRUE(tail);
+  EXPECT_EQ(tail->body,
+            "{\"calls\":[\"ZrvSetApplicationDidDisconnectCallback(1, callback, context) -> 1\"],"
+            "\"next\":2}");
+  auto beyond = client_.Get("/simulator/log?from=99");
+  ASSERT_TRUE(beyond);
+  EXPECT_EQ(beyond->body, "{\"calls\":[],\"next\":2}");
+
+  auto applications = client_.Get("/simulator/applications");
+  ASSERT_TRUE(applications);
+  EXPECT_EQ(applications->status, 200);
+  EXPECT_EQ(applications->get_header_value("Content-Type"), "application/json");
+  EXPECT_EQ(applications->body, serve_test::readFile(serve_test::applicationsPath()));
+}
+
+TEST_F(ServeCalls, SimulatorRaiseAndDisconnectAnswer) {
+  ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"viewer\"}"));
+  auto raised = post("/simulator/raise", "{\"app\":\"viewer\",\"type\":\"tick\",\"count\":3}");
+  ASSERT_TRUE(raised);
+  EXPECT_EQ(raised->status, 200);
+  EXPECT_EQ(raised->body, "{\"raised\":3}");
+  EXPECT_FALSE(raised->has_header("Zarvo-Status"));
+  auto one = post("/simulator/raise", "{\"app\":\"viewer\",\"type\":\"tick\"}");
+  ASSERT_TRUE(one);
+  EXPECT_EQ(one->body, "{\"raised\":1}");
+  auto notified = post("/simulator/disconnect", "{\"app\":\"viewer\"}");
+  ASSERT_TRUE(notified);
+  EXPECT_EQ(notified->status, 200);
+  EXPECT_EQ(notified->body, "{\"notified\":true}");
+}
+
+}  // namespace

@@ -1,0 +1,240 @@
+// `zarvo_host serve`: the event stream. Events raised through the simulator reach GET /events in
+// order with ids from 1, replay after Last-Event-ID (header or query), gaps after reconnecting
+// too late and for a reader that stopped reading, and the limit on open streams.
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "serve_test_support.h"
+
+namespace {
+
+using serve_test::resourceBody;
+using serve_test::ServeProcess;
+using serve_test::SseClient;
+using serve_test::SseEvent;
+
+// The dispatched text for a "tick" event of viewer with payload {"n":N}.
+std::string tick(int n) {
+  return "{\"app\":\"viewer\",\"data\":{\"n\":" + std::to_string(n) + "},\"type\":\"tick\"}";
+}
+
+class ServeEvents : public ::testing::Test {
+ protected:
+  explicit ServeEvents(const std::vector<std::string>& args = {})
+      : server_(args), client_("127.0.0.1", server_.port()) {}
+
+  void SetUp() override {
+    ASSERT_EQ(bridge("ZarvoApplication", "{\"name\":\"viewer\"}"), 200);
+    ASSERT_EQ(bridge("ZarvoApplicationEvent", "{\"name\":\"viewer\",\"type\":\"tick\"}"), 200);
+  }
+  int bridge(const std::string& resource, const std::string& parameters) {
+    auto result = client_.Post(("/bridge/" + resource).c_str(), resourceBody("post", parameters),
+                               "application/json");
+    return result ? result->status : -1;
+  }
+  // Raises tick events with payloads {"n":first} .. {"n":first+count-1}, one request each.
+  void raiseTicks(int first, int count) {
+    for (int n = first; n < first + count; ++n) {
+      auto result = client_.Post("/simulator/raise",
+                                 "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"{\\\"n\\\":" +
+                                     std::to_string(n) + "}\"}",
+                                 "application/json");
+      ASSERT_TRUE(result);
+      ASSERT_EQ(result->status, 200);
+    }
+  }
+  static void expectOpening(SseClient& stream) {
+    ASSERT_EQ(stream.head().status, 200);
+    EXPECT_EQ(stream.head().headers.at("content-type"), "text/event-stream");
+    EXPECT_EQ(stream.head().headers.at("cache-control"), "no-store");
+    SseEvent opening;
+    ASSERT_TRUE(stream.next(&opening));
+    EXPECT_EQ(opening.retry, "1000");
+  }
+  static void expectTick(SseClient& stream, int id, int n) {
+    SseEvent event;
+    ASSERT_TRUE(stream.next(&event));
+    EXPECT_EQ(event.id, std::to_string(id));
+    EXPECT_EQ(event.event, "zarvoEvent");
+    EXPECT_EQ(event.data, tick(n));
+  }
+
+  ServeProcess server_;
+  httplib::Client client_;
+};
+
+TEST_F(ServeEvents, RaisedEventsArriveInOrderWithIdsFromOne) {
+  SseClient stream(server_.port());
+  expectOpening(stream);
+  raiseTicks(1, 3);
+  for (int i = 1; i <= 3; ++i) expectTick(stream, i, i);
+  // The whole block, byte for byte.
+  auto raised =
+      client_.Post("/simulator/raise",
+                   "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"[1,2,]\",\"count\":2}",
+                   "application/json");
+  ASSERT_TRUE(raised);
+  EXPECT_EQ(raised->body, "{\"raised\":2}");
+  SseEvent event;
+  ASSERT_TRUE(stream.next(&event));
+  EXPECT_EQ(event.id, "4");
+  EXPECT_EQ(event.data, "{\"app\":\"viewer\",\"data\":[1,2],\"type\":\"tick\"}");
+  ASSERT_TRUE(stream.next(&event));
+  EXPECT_EQ(event.id, "5");
+}
+
+TEST_F(ServeEvents, AStreamStartsFromTheMomentItWasAccepted) {
+  raiseTicks(1, 2);
+  SseClient stream(server_.port());
+  expectOpening(stream);
+  raiseTicks(3, 1);
+  expectTick(stream, 3, 3);
+}
+
+TEST_F(ServeEvents, LastEventIdReplaysWhatCameAfterIt) {
+  raiseTicks(1, 5);
+  SseClient header(server_.port(), "/events", "Last-Event-ID: 2\r\n");
+  expectOpening(header);
+  for (int i = 3; i <= 5; ++i) expectTick(header, i, i);
+
+  SseClient query(server_.port(), "/events?lastEventId=3");
+  expectOpening(query);
+  for (int i = 4; i <= 5; ++i) expectTick(query, i, i);
+
+  // The header wins over the query; zero replays everything.
+  SseClient both(server_.port(), "/events?lastEventId=4", "Last-Event-ID: 0\r\n");
+  expectOpening(both);
+  for (int i = 1; i <= 5; ++i) expectTick(both, i, i);
+
+  // Beyond the newest number (a restarted server): from now on.
+  SseClient beyond(server_.port(), "/events", "Last-Event-ID: 99999999999999999999999\r\n");
+  expectOpening(beyond);
+  raiseTicks(6, 1);
+  expectTick(beyond, 6, 6);
+  expectTick(header, 6, 6);
+}
+
+class ServeSmallRing : public ServeEvents {
+ protected:
+  // Each tick costs 45 + 64 bytes: the ring holds two of them.
+  ServeSmallRing() : ServeEvents({"--event-buffer", "300"}) {}
+};
+
+TEST_F(ServeSmallRing, ReconnectingTooLateGetsAGapThenTheOldestHeld) {
+  ASSERT_EQ(tick(1).size(), 45u);
+  raiseTicks(1, 5);
+  SseClient stream(server_.port(), "/events", "Last-Event-ID: 0\r\n");
+  expectOpening(stream);
+  SseEvent gap;
+  ASSERT_TRUE(stream.next(&gap));
+  EXPECT_EQ(gap.id, "3");
+  EXPECT_EQ(gap.event, "zarvoGap");
+  EXPECT_EQ(gap.data, "{\"first\":1,\"last\":3,\"lost\":3}");
+  expectTick(stream, 4, 4);
+  expectTick(stream, 5, 5);
+  // Reconnecting with the gap's id continues without a gap.
+  SseClient again(server_.port(), "/events", "Last-Event-ID: 3\r\n");
+  expectOpening(again);
+  expectTick(again, 4, 4);
+}
+
+TEST_F(ServeSmallRing, TheNewestEventIsKeptEvenWhenItAloneIsLarger) {
+  const std::string big(400, 'x');
+  auto raised =
+      client_.Post("/simulator/raise",
+                   "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"\\\"" + big + "\\\"\"}",
+                   "application/json");
+  ASSERT_TRUE(raised);
+  SseClient stream(server_.port(), "/events", "Last-Event-ID: 0\r\n");
+  expectOpening(stream);
+  SseEvent event;
+  ASSERT_TRUE(stream.next(&event));
+  EXPECT_EQ(event.id, "1");
+  EXPECT_EQ(event.data, "{\"app\":\"viewer\",\"data\":\"" + big + "\",\"type\":\"tick\"}");
+}
+
+class ServeSlowReader : public ServeEvents {
+ protected:
+  static constexpr size_t kRing = 65536;
+  ServeSlowReader() : ServeEvents({"--event-buffer", std::to_string(kRing)}) {}
+};
+
+TEST_F(ServeSlowReader, AReaderThatStopsGetsAGapAndContinuesWithinTheRing) {
+  SseClient stream(server_.port(), "/events", "", 4096);
+  expectOpening(stream);
+  // About 3 MB of events while the reader does not read.
+  const std::string payload(1000, 'p');
+  const int count = 3000;
+  auto raised = client_.Post("/simulator/raise",
+                             "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"\\\"" + payload +
+                                 "\\\"\",\"count\":" + std::to_string(count) + "}",
+                             "application/json");
+  ASSERT_TRUE(raised);
+  ASSERT_EQ(raised->status, 200);
+  const std::string text = "{\"app\":\"viewer\",\"data\":\"" + payload + "\",\"type\":\"tick\"}";
+
+  uint64_t expected = 1;  // the next sequence number this reader must account for
+  int gaps = 0;
+  size_t afterLastGap = 0;
+  while (expected <= static_cast<uint64_t>(count)) {
+    SseEvent event;
+    ASSERT_TRUE(stream.next(&event)) << "stream ended before event " << expected;
+    if (event.event == "zarvoGap") {
+      const std::string first = "{\"first\":" + std::to_string(expected) + ",";
+      ASSERT_EQ(event.data.rfind(first, 0), 0u) << event.data;
+      const uint64_t last = std::stoull(event.id);
+      EXPECT_EQ(event.data, first + "\"last\":" + event.id +
+                                ",\"lost\":" + std::to_string(last - expected + 1) + "}");
+      expected = last + 1;
+      ++gaps;
+      afterLastGap = 0;
+      continue;
+    }
+    ASSERT_EQ(event.event, "zarvoEvent");
+    ASSERT_EQ(event.id, std::to_string(expected));
+    ASSERT_EQ(event.data, text);
+    ++expected;
+    ++afterLastGap;
+  }
+  EXPECT_GE(gaps, 1);
+  // Once the raising had ended, what followed the last gap was the ring's content: never more
+  // than its budget.
+  EXPECT_LE(afterLastGap * (text.size() + 64), kRing);
+  EXPECT_GE(afterLastGap, 1u);
+  // And the stream goes on.
+  raiseTicks(7, 1);
+  expectTick(stream, count + 1, 7);
+}
+
+TEST_F(ServeEvents, AtMostSixteenStreamsAtOnce) {
+  std::vector<std::unique_ptr<SseClient>> streams;
+  for (int i = 0; i < 16; ++i) {
+    streams.push_back(std::make_unique<SseClient>(server_.port()));
+    expectOpening(*streams.back());
+  }
+  SseClient refused(server_.port());
+  EXPECT_EQ(refused.head().status, 503);
+  EXPECT_EQ(refused.head().body,
+            "{\"error\":{\"message\":\"too many event streams (at most 16)\",\"name\":"
+            "\"Unavailable\"}}");
+  // Calls are still served while sixteen streams are open.
+  ASSERT_EQ(bridge("ZarvoApplication", "{\"name\":\"printer\"}"), 200);
+  // A stream whose reader left is counted out once the server notices, at its next write.
+  streams.pop_back();
+  raiseTicks(1, 1);
+  for (auto& stream : streams) expectTick(*stream, 1, 1);
+  bool admitted = false;
+  for (int attempt = 0; attempt < 200 && !admitted; ++attempt) {
+    SseClient another(server_.port());
+    admitted = another.head().status == 200;
+    if (!admitted) raiseTicks(1, 1);
+  }
+  EXPECT_TRUE(admitted);
+}
+
+}  // namespace

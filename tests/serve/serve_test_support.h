@@ -1,0 +1,115 @@
+// Test support for `zarvo_host serve`: the server as a child process, raw HTTP over a socket,
+// and a reader of the event stream.
+//
+// Design note
+// -----------
+// Every test drives a real `zarvo_host serve --port 0` child: the first line on its standard
+// output names the port. Calls go through httplib::Client; hostile requests and event streams
+// use plain sockets, so the test controls every byte and can stop reading at will. Every socket
+// read has a generous receive timeout, so a broken server fails a test instead of hanging it;
+// no test asserts on time.
+#ifndef ZARVO_TESTS_SERVE_SERVE_TEST_SUPPORT_H
+#define ZARVO_TESTS_SERVE_SERVE_TEST_SUPPORT_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace serve_test {
+
+// Paths compiled in by the build.
+std::string hostPath();
+std::string applicationsPath();
+// `text` as a JSON string literal.
+std::string jsonString(const std::string& text);
+// The body of POST /bridge/<Resource>: options {"method":<method>}, the parameters text and,
+// when not empty, the body text, each as a JSON string member.
+std::string resourceBody(const std::string& method, const std::string& parameters,
+                         const std::string& body = "");
+// A fresh empty folder under the build tree for this test.
+std::string scratchFolder(const std::string& name);
+// The whole file, or empty.
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& text);
+
+class ServeProcess {
+ public:
+  // Starts `zarvo_host serve --port 0 --applications <examples/applications.json>` plus `args`,
+  // with `env` added to the environment, and reads the first line.
+  explicit ServeProcess(const std::vector<std::string>& args = {},
+                        const std::map<std::string, std::string>& env = {});
+  ~ServeProcess();
+  ServeProcess(const ServeProcess&) = delete;
+  ServeProcess& operator=(const ServeProcess&) = delete;
+
+  int port() const { return port_; }
+  const std::string& firstLine() const { return firstLine_; }
+  std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
+  // Sends `signal` and waits; the exit status (or 128 + signal when killed by one).
+  int stop(int signal);
+  // Everything the child wrote to stderr (after it has exited).
+  std::string errorOutput();
+
+ private:
+  pid_t pid_ = -1;
+  int port_ = 0;
+  int stdoutFd_ = -1;
+  std::string errPath_;
+  std::string firstLine_;
+};
+
+// A parsed HTTP response.
+struct RawResponse {
+  int status = 0;
+  std::map<std::string, std::string> headers;  // names lower-cased
+  std::string body;
+  bool complete = false;  // a whole response arrived
+};
+
+int connectTo(int port);
+bool sendAll(int fd, const std::string& text);
+// Sends `request` on a new connection and reads one response (Content-Length or close).
+RawResponse rawExchange(int port, const std::string& request);
+// Reads one response from `fd`.
+RawResponse readResponse(int fd);
+
+// One event-stream event as a reader sees it.
+struct SseEvent {
+  std::string id;
+  std::string event;
+  std::string data;  // data lines joined with '\n'
+  std::string comment;
+  std::string retry;
+};
+
+// GET /events over a socket, decoding the chunked body.
+class SseClient {
+ public:
+  // Opens the stream; `extraHeaders` are whole header lines ("Last-Event-ID: 3\r\n").
+  SseClient(int port, const std::string& target = "/events", const std::string& extraHeaders = "",
+            int receiveBuffer = 0);
+  ~SseClient();
+  SseClient(const SseClient&) = delete;
+  SseClient& operator=(const SseClient&) = delete;
+
+  const RawResponse& head() const { return head_; }
+  // The next block of the stream; false when the stream ended or nothing came in time.
+  bool next(SseEvent* event);
+  // True when the server ended the stream (last chunk or connection closed).
+  bool ended() const { return ended_; }
+
+ private:
+  bool fill();
+  int fd_ = -1;
+  RawResponse head_;
+  std::string raw_;      // undecoded bytes after the header
+  std::string decoded_;  // decoded body not yet parsed
+  bool ended_ = false;
+};
+
+}  // namespace serve_test
+
+#endif  // ZARVO_TESTS_SERVE_SERVE_TEST_SUPPORT_H

@@ -1,0 +1,53 @@
+#include "serve/host_answer.h"
+
+#include "json_text.h"
+
+namespace zarvo_host::serve {
+
+std::string hostErrorText(const std::string& name, const std::string& message) {
+  return "{\"error\":{\"message\":" + quoteJson(message) + ",\"name\":" + quoteJson(name) + "}}";
+}
+
+void setHostError(httplib::Response& res, int status, const std::string& name,
+                  const std::string& message) {
+  res.status = status;
+  res.set_content(hostErrorText(name, message), "application/json");
+}
+
+void setMethodNotAllowed(httplib::Response& res, const std::string& method, const std::string& path,
+                         const std::string& allow) {
+  res.set_header("Allow", allow);
+  setHostError(res, 405, kMethodNotAllowed,
+               "method " + method + " is not allowed on " + path + " (allowed: " + allow + ")");
+}
+
+void fillHostError(httplib::Response& res, size_t maxBody) {
+  switch (res.status) {
+    case 400:
+      setHostError(res, 400, kBadProtocolRequest, "malformed HTTP request");
+      return;
+    case 404:
+      setHostError(res, 404, kNotFound, "not found");
+      return;
+    case 413:
+      setHostError(res, 413, kPayloadTooLarge,
+                   "request body exceeds " + std::to_string(maxBody) + " bytes");
+      return;
+    case 414:
+      setHostError(res, 414, kBadProtocolRequest, "request line is too long");
+      return;
+    case 416:
+      setHostError(res, 416, kBadProtocolRequest, "requested range is not satisfiable");
+      return;
+    default:
+      break;
+  }
+  if (res.status >= 500) {
+    setHostError(res, res.status, kUnavailable, "the server could not answer this request");
+  } else {
+    setHostError(res, res.status, kBadProtocolRequest,
+                 "the request was refused with HTTP status " + std::to_string(res.status));
+  }
+}
+
+}  // namespace zarvo_host::serve
