@@ -85,6 +85,22 @@ test('connect, compose calls, watch events, simulate, read the call log', async 
   await page.getByRole('button', { name: 'Disconnect viewer' }).click();
   await expect(viewerRow.getByRole('cell').nth(0)).toHaveText('not connected');
 
+  // A JSON field that does not parse is reported and nothing is sent.
+  const sent = await calls.count();
+  await page.getByLabel('Kind').selectOption({ label: 'Bridge-cross request (ZarvoApplicationBridge)' });
+  await page.getByLabel('Request data (JSON, empty to leave out)').fill('{bad');
+  await page.getByRole('button', { name: 'Send' }).click();
+  await expect(page.locator('#compose-status')).toContainText('Request data is not JSON: ');
+  await expect(calls).toHaveCount(sent);
+
+  await page.getByRole('button', { name: 'Connect printer', exact: true }).click();
+  const printerRow = page.getByRole('row', { name: /^printer/ });
+  await expect(printerRow.getByRole('cell').nth(0)).toHaveText('connected');
+  await page.getByRole('button', { name: 'Tear down (disconnect all)' }).click();
+  await expect(page.locator('#sim-status')).toContainText('TearDown done in');
+  await expect(printerRow.getByRole('cell').nth(0)).toHaveText('not connected');
+  await expect(log).toContainText('ZrvDisconnectApplication(2) -> 1');
+
   const lost = page.getByRole('group', { name: 'Lost connection' });
   await lost.getByLabel('Application').fill('printer');
   await lost.getByRole('button', { name: 'Report lost connection' }).click();

@@ -337,9 +337,16 @@ $('lost-form').addEventListener('submit', (event) => {
 
 let logNext = 0;
 let logReading = null;
+let logReadAgain = false;
 
+// One read at a time; a refresh asked for during a read runs once that read is done, so entries
+// made after the read started are not missed.
 function refreshLog() {
-  logReading ??= simulator
+  if (logReading) {
+    logReadAgain = true;
+    return logReading;
+  }
+  logReading = simulator
     .callLog({ from: logNext })
     .then(({ calls, next }) => {
       const list = $('log-list');
@@ -351,6 +358,10 @@ function refreshLog() {
     })
     .finally(() => {
       logReading = null;
+      if (logReadAgain) {
+        logReadAgain = false;
+        refreshLog();
+      }
     });
   return logReading;
 }

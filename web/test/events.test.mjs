@@ -226,3 +226,21 @@ test('close while the stream is opening closes it once it is open', async () => 
   await settle();
   assert.deepEqual([transport.opens, transport.closes], [1, 1]);
 });
+
+test('without a CustomEvent class the window gets an Event carrying detail', async () => {
+  const saved = globalThis.CustomEvent;
+  delete globalThis.CustomEvent;
+  try {
+    const window = new EventTarget();
+    const { transport, bridge } = setup(window);
+    const got = [];
+    window.addEventListener('zarvoEvent', (e) => got.push([e.type, e.detail]));
+    window.addEventListener('zarvoGap', (e) => got.push([e.type, e.detail]));
+    await bridge.open();
+    transport.emit(progress(1), 1);
+    transport.sink.gap({ first: 2, last: 2, lost: 1 });
+    assert.deepEqual(got, [['zarvoEvent', progress(1)], ['zarvoGap', { first: 2, last: 2, lost: 1 }]]);
+  } finally {
+    globalThis.CustomEvent = saved;
+  }
+});

@@ -179,6 +179,12 @@ function callListener(listener, ...args) {
   }
 }
 
+// CustomEvent where the platform has it (every browser); elsewhere an Event carrying `detail`.
+function customEvent(type, detail) {
+  if (typeof CustomEvent === 'function') return new CustomEvent(type, { detail });
+  return Object.assign(new Event(type), { detail });
+}
+
 function answerValue(answer) {
   let envelope;
   try {
@@ -342,12 +348,12 @@ class Bridge {
       if (s.app === event?.app && s.type === event?.type) callListener(s.listener, event, meta);
     }
     for (const listener of [...this.#eventListeners]) callListener(listener, event, meta);
-    this.#window?.dispatchEvent(new CustomEvent('zarvoEvent', { detail: event }));
+    this.#window?.dispatchEvent(customEvent('zarvoEvent', event));
   }
 
   #deliverGap(gap) {
     for (const listener of [...this.#gapListeners]) callListener(listener, gap);
-    this.#window?.dispatchEvent(new CustomEvent('zarvoGap', { detail: gap }));
+    this.#window?.dispatchEvent(customEvent('zarvoGap', gap));
   }
 }
 
