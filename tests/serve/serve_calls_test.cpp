@@ -163,6 +163,20 @@ TEST_F(ServeCalls, EveryAnswerForbidsCachingAndSniffingAndCarriesNoCorsHeaders) 
   }
 }
 
+TEST_F(ServeCalls, ARangeHeaderNeverCutsAnAnswer) {
+  auto connected = client_.Post("/bridge/ZarvoApplication", {{"Range", "bytes=2-5"}},
+                                resourceBody("post", "{\"name\":\"viewer\"}"), "application/json");
+  ASSERT_TRUE(connected);
+  ++promise_;
+  EXPECT_EQ(connected->status, 200);
+  EXPECT_EQ(connected->body, kNullValue);
+  auto log = client_.Get("/simulator/log", {{"Range", "bytes=0-3"}});
+  ASSERT_TRUE(log);
+  EXPECT_EQ(log->status, 200);
+  EXPECT_EQ(log->body.rfind("{\"calls\":[", 0), 0u);
+  EXPECT_FALSE(log->has_header("Content-Range"));
+}
+
 TEST_F(ServeCalls, TeardownAnswers204AndClosesEveryConnection) {
   ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"viewer\"}"));
   ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"printer\"}"));
@@ -225,6 +239,33 @@ TEST_F(ServeCalls, SimulatorRaiseAndDisconnectAnswer) {
   ASSERT_TRUE(notified);
   EXPECT_EQ(notified->status, 200);
   EXPECT_EQ(notified->body, "{\"notified\":true}");
+}
+
+TEST(ServeBrokenPlugin, AnswersOtherThanExactlyOneAreTheServersOwn500) {
+  ServeProcess server({"--plugin", ZARVO_SERVE_TEST_FAKE_PLUGIN});
+  httplib::Client client("127.0.0.1", server.port());
+  const struct {
+    std::string resource;
+    std::string message;
+  } cases[] = {
+      {"ZarvoApplication", "the plug-in set 0 responses for promise 1"},
+      {"ZarvoApplicationBridge", "the plug-in set 2 responses for promise 2"},
+      {"ZarvoApplicationCustom", "the plug-in set 1 responses for promise 3"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.resource);
+    auto result = client.Post(("/bridge/" + c.resource).c_str(), "{}", "application/json");
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, 500);
+    EXPECT_EQ(result->body,
+              "{\"error\":{\"message\":\"" + c.message + "\",\"name\":\"PluginError\"}}");
+    EXPECT_FALSE(result->has_header("Zarvo-Status"));
+  }
+  auto fine = client.Post("/bridge/ZarvoApplicationEvent", "{}", "application/json");
+  ASSERT_TRUE(fine);
+  EXPECT_EQ(fine->status, 200);
+  EXPECT_EQ(fine->get_header_value("Zarvo-Promise"), "4");
+  EXPECT_EQ(server.stop(SIGTERM), 0);
 }
 
 }  // namespace

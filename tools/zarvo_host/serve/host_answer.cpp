@@ -21,7 +21,15 @@ void setMethodNotAllowed(httplib::Response& res, const std::string& method, cons
                "method " + method + " is not allowed on " + path + " (allowed: " + allow + ")");
 }
 
-void fillHostError(httplib::Response& res, size_t maxBody) {
+void fillHostError(const httplib::Request& req, httplib::Response& res, size_t maxBody) {
+  const bool form =
+      req.get_header_value("Content-Type").rfind("application/x-www-form-urlencoded", 0) == 0;
+  if (res.status == 413 && form && maxBody > kFormBodyLimit) {
+    setHostError(res, 413, kPayloadTooLarge,
+                 "a form-encoded request body exceeds " + std::to_string(kFormBodyLimit) +
+                     " bytes; send it as application/json");
+    return;
+  }
   switch (res.status) {
     case 400:
       setHostError(res, 400, kBadProtocolRequest, "malformed HTTP request");

@@ -37,8 +37,11 @@ void setHostError(httplib::Response& res, int status, const std::string& name,
 void setMethodNotAllowed(httplib::Response& res, const std::string& method, const std::string& path,
                          const std::string& allow);
 // For an answer that cpp-httplib produced itself (status set, no body yet): the name and
-// message that fit its status. `maxBody` names the limit in a 413's message.
-void fillHostError(httplib::Response& res, size_t maxBody);
+// message that fit its status. `maxBody` names the limit in a 413's message; a form-encoded
+// body has the library's own, smaller limit (kFormBodyLimit), and its 413 says so.
+void fillHostError(const httplib::Request& req, httplib::Response& res, size_t maxBody);
+
+constexpr size_t kFormBodyLimit = 8192;
 
 }  // namespace zarvo_host::serve
 

@@ -36,7 +36,11 @@ void HostThread::loop() {
     Job* job = jobs_.front();
     jobs_.pop_front();
     lock.unlock();
-    (*job->work)();
+    try {
+      (*job->work)();
+    } catch (...) {
+      // The job's caller sees what the job recorded before it threw; the thread carries on.
+    }
     lock.lock();
     job->done = true;
     finished_.notify_all();

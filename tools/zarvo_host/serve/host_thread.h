@@ -27,8 +27,8 @@ class HostThread {
   HostThread(const HostThread&) = delete;
   HostThread& operator=(const HostThread&) = delete;
 
-  // Runs `job` on the host thread and waits until it has returned. False, without running it,
-  // once the thread has been stopped.
+  // Runs `job` on the host thread and waits until it has returned (an exception it throws is
+  // swallowed there). False, without running it, once the thread has been stopped.
   bool run(const std::function<void()>& job);
   // Lets the queued jobs finish, then ends the thread. Idempotent.
   void stop();

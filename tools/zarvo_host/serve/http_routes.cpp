@@ -178,7 +178,19 @@ void routeWithoutBody(ServeContext& ctx, const Request& req, Response& res) {
   }
 }
 
+// Paths the server answers itself (everything but the static files).
+bool isApiPath(const std::string& path) {
+  return path.compare(0, kBridgePrefix.size(), kBridgePrefix) == 0 ||
+         path.compare(0, 11, "/simulator/") == 0 || path == "/events" || path == "/teardown";
+}
+
 HandlerResponse preRouting(ServeContext& ctx, const Request& req, Response& res) {
+  // A Range header applies to static files only: an envelope, an event stream or a host-made
+  // answer always goes out whole. cpp-httplib hands the handler a const view of a request it
+  // owns as a modifiable object, so the parsed ranges can be dropped here.
+  if (isApiPath(req.path) || req.method != "GET") {
+    const_cast<Request&>(req).ranges.clear();  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+  }
   std::string problem;
   if (!requestAllowed(req, ctx.port, &problem)) {
     setHostError(res, 403, kForbidden, problem);
@@ -217,10 +229,9 @@ void installRoutes(httplib::Server& server, ServeContext& context) {
               [](const Request& req, Response& res) { raiseEvents(req.body, res); });
   server.Post("/simulator/disconnect",
               [](const Request& req, Response& res) { reportDisconnect(req.body, res); });
-  const httplib::Server::HandlerWithResponse onError = [&ctx](const Request& /*req*/,
-                                                              Response& res) {
+  const httplib::Server::HandlerWithResponse onError = [&ctx](const Request& req, Response& res) {
     if (!res.body.empty() || res.has_header("Zarvo-Status")) return HandlerResponse::Unhandled;
-    fillHostError(res, ctx.maxBody);
+    fillHostError(req, res, ctx.maxBody);
     return HandlerResponse::Handled;
   };
   server.set_error_handler(onError);

@@ -37,7 +37,7 @@ bool SseStream::step(const Write& write, bool* ended) {
     opened_ = true;
     return write("retry: 1000\n\n");
   }
-  switch (ring_.next(&position_, &batch_, kStreamBatchBytes, kKeepAliveInterval)) {
+  switch (ring_.next(&position_, &batch_, kStreamBatchBytes, keepAlive_)) {
     case RingWait::kClosed:
       *ended = true;
       return false;

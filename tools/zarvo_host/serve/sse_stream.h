@@ -37,7 +37,10 @@ class SseStream {
   // `write` sends text to the client and returns false when the client is gone.
   using Write = std::function<bool(const std::string&)>;
 
-  SseStream(EventRing& ring, uint64_t position) : ring_(ring), position_(position) {}
+  // `keepAlive` is the quiet time after which a comment line is sent.
+  SseStream(EventRing& ring, uint64_t position,
+            std::chrono::milliseconds keepAlive = kKeepAliveInterval)
+      : ring_(ring), position_(position), keepAlive_(keepAlive) {}
 
   // Writes the next piece of the stream: the opening on the first call, then waits for a batch,
   // a keep-alive or the end. Returns false when the stream is over (the ring closed, `*ended`
@@ -47,6 +50,7 @@ class SseStream {
  private:
   EventRing& ring_;
   uint64_t position_;
+  std::chrono::milliseconds keepAlive_;
   bool opened_ = false;
   RingBatch batch_;
 };

@@ -1,11 +1,17 @@
-// The serve mode's event ring and stream text on their own: sequence numbers, the byte budget
-// (newest always kept), gaps, start positions, closing, and data lines for texts with CR or LF.
+// The serve mode's parts on their own: the event ring (sequence numbers, the byte budget with the
+// newest always kept, gaps, start positions, closing), the stream text (data lines for texts
+// with CR or LF, keep-alive) and the host thread (one thread, arrival order, stopping).
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <set>
+#include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "serve/event_ring.h"
+#include "serve/host_thread.h"
 #include "serve/sse_stream.h"
 
 namespace {
@@ -13,6 +19,7 @@ namespace {
 using zarvo_host::serve::EventRing;
 using zarvo_host::serve::formatSseEvent;
 using zarvo_host::serve::formatSseGap;
+using zarvo_host::serve::HostThread;
 using zarvo_host::serve::RingBatch;
 using zarvo_host::serve::RingWait;
 using zarvo_host::serve::SseStream;
@@ -136,6 +143,82 @@ TEST(SseStreamTest, AGoneClientEndsTheStream) {
   bool ended = true;
   EXPECT_FALSE(stream.step([](const std::string&) { return false; }, &ended));
   EXPECT_FALSE(ended);
+}
+
+TEST(SseStreamTest, AQuietStreamSendsAKeepAliveComment) {
+  EventRing ring(1 << 20);
+  SseStream stream(ring, 0, std::chrono::milliseconds(1));
+  std::string written;
+  const SseStream::Write write = [&](const std::string& text) {
+    written += text;
+    return true;
+  };
+  bool ended = true;
+  EXPECT_TRUE(stream.step(write, &ended));
+  EXPECT_TRUE(stream.step(write, &ended));
+  EXPECT_FALSE(ended);
+  EXPECT_EQ(written, "retry: 1000\n\n: keep-alive\n\n");
+  EXPECT_EQ(zarvo_host::serve::kKeepAliveInterval, std::chrono::milliseconds(15000));
+}
+
+TEST(SseStreamTest, AGapComesBeforeTheOldestHeldEvent) {
+  EventRing ring(2 * (2 + EventRing::kEventOverhead));
+  for (int i = 0; i < 4; ++i) ring.append("zarvoEvent", "{}");
+  SseStream stream(ring, 0);
+  std::string written;
+  bool ended = false;
+  const SseStream::Write write = [&](const std::string& text) {
+    written += text;
+    return true;
+  };
+  EXPECT_TRUE(stream.step(write, &ended));
+  EXPECT_TRUE(stream.step(write, &ended));
+  EXPECT_EQ(written,
+            "retry: 1000\n\nid: 2\nevent: zarvoGap\ndata: {\"first\":1,\"last\":2,\"lost\":2}\n\n"
+            "id: 3\nevent: zarvoEvent\ndata: {}\n\nid: 4\nevent: zarvoEvent\ndata: {}\n\n");
+}
+
+TEST(HostThreadTest, RunsEveryJobOnOneThreadInArrivalOrder) {
+  HostThread host;
+  std::set<std::thread::id> threads;
+  std::vector<int> order;
+  std::vector<std::thread> callers;
+  for (int i = 0; i < 8; ++i) {
+    // One caller at a time, so the arrival order is known.
+    std::thread caller([&, i] {
+      EXPECT_TRUE(host.run([&, i] {
+        threads.insert(std::this_thread::get_id());
+        order.push_back(i);
+      }));
+    });
+    caller.join();
+  }
+  // And eight at once: all run, on the same thread.
+  for (int i = 0; i < 8; ++i) {
+    callers.emplace_back(
+        [&] { EXPECT_TRUE(host.run([&] { threads.insert(std::this_thread::get_id()); })); });
+  }
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
+  ASSERT_EQ(threads.size(), 1u);
+  EXPECT_NE(*threads.begin(), std::this_thread::get_id());
+}
+
+TEST(HostThreadTest, AThrowingJobDoesNotEndTheThread) {
+  HostThread host;
+  EXPECT_TRUE(host.run([] { throw std::runtime_error("job failed"); }));
+  bool ran = false;
+  EXPECT_TRUE(host.run([&] { ran = true; }));
+  EXPECT_TRUE(ran);
+}
+
+TEST(HostThreadTest, AfterStopNothingRuns) {
+  HostThread host;
+  host.stop();
+  bool ran = false;
+  EXPECT_FALSE(host.run([&] { ran = true; }));
+  EXPECT_FALSE(ran);
+  host.stop();  // twice is harmless
 }
 
 }  // namespace
