@@ -50,6 +50,7 @@ test('connect, open, save, render, follow progress, disconnect, with the errors 
 
   await page.getByRole('button', { name: 'Connect viewer', exact: true }).click();
   await expect(alert).toHaveText('InternalError (500): Failed to connect application.');
+  await expect(status).toHaveText('The last step failed.');
 
   await page.screenshot({ path: artifactPath('example_page.png'), fullPage: true });
 
