@@ -1,0 +1,28 @@
+# Runs one node-based test command in the web folder and fails with its exit status.
+# -DWEB_DIR=<source web folder> [-DNEEDS_CHROMIUM=ON] -- <command> <args...>
+set(install_hint "apt-get install -y nodejs npm chromium")
+if(NEEDS_CHROMIUM AND NOT EXISTS /usr/bin/chromium)
+  message(FATAL_ERROR "/usr/bin/chromium is not installed; the browser tests need it: ${install_hint}")
+endif()
+
+set(command "")
+set(collect OFF)
+math(EXPR last "${CMAKE_ARGC} - 1")
+foreach(i RANGE ${last})
+  if(collect)
+    list(APPEND command "${CMAKE_ARGV${i}}")
+  elseif(CMAKE_ARGV${i} STREQUAL "--")
+    set(collect ON)
+  endif()
+endforeach()
+list(GET command 0 tool)
+find_program(tool_path ${tool})
+if(NOT tool_path)
+  message(FATAL_ERROR "'${tool}' is not installed; the page tests need it: ${install_hint}")
+endif()
+list(REMOVE_AT command 0)
+execute_process(COMMAND "${tool_path}" ${command} WORKING_DIRECTORY "${WEB_DIR}"
+                RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "${tool} ${command}: exit status ${status}")
+endif()

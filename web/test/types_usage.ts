@@ -1,0 +1,58 @@
+// Type-level checks of the declarations: this file only compiles (tsc --noEmit), it never runs.
+import {
+  createBridge,
+  httpTransport,
+  BridgeError,
+  TransportError,
+  type Transport,
+  type ZarvoEvent,
+} from '../zarvo/zarvo.js';
+import { createSimulator, raise } from '../zarvo/simulator.js';
+
+async function example(): Promise<void> {
+  const bridge = createBridge({ transport: httpTransport({ baseUrl: 'http://127.0.0.1:8207' }) });
+  const connected: null = await bridge.connect('viewer');
+  const { data, statuscode } = await bridge.request('viewer', { uri: '/document/open', requestData: { path: '/x' } });
+  const task: { data: unknown; type: string } = await bridge.customTask('viewer', { type: 'render' });
+  const unsubscribe = await bridge.subscribe('viewer', 'progress', (event: ZarvoEvent, meta) => {
+    const id: number = meta.id;
+    const app: string = event.app;
+    void id, app;
+  }, { target: 'pane' });
+  const done: void = await unsubscribe();
+  const raw = await bridge.exchange('ZarvoApplication', { options: '{"method":"get"}' });
+  const status: number = raw.status;
+  const removeGap = bridge.onGap(({ first, last, lost }) => void (first + last + lost));
+  removeGap();
+  bridge.close();
+  try {
+    await bridge.call('ZarvoApplication', 'get');
+  } catch (e) {
+    if (e instanceof BridgeError) {
+      const details: Record<string, unknown> = e.details;
+      const envelope: string = e.envelope;
+      void details, envelope;
+    } else if (e instanceof TransportError) {
+      const code: string = e.code;
+      void code;
+    }
+  }
+  const sim = createSimulator();
+  const { raised } = await raise('viewer', 'progress', '{}', { count: 2 });
+  const { calls, next } = await sim.callLog({ from: 1 });
+  void connected, data, statuscode, task, done, status, raised, calls, next;
+}
+
+// A transport of one's own satisfies the interface.
+const fake: Transport = {
+  exchange: async () => ({ status: 200, text: '{"error":null,"value":null}', promise: 1 }),
+  teardown: async () => {},
+  openEvents: async (sink) => {
+    sink.event('{"app":"a","data":null,"type":"t"}', 1);
+    sink.gap({ first: 2, last: 3, lost: 2 });
+    sink.state?.('open');
+    return () => {};
+  },
+};
+createBridge({ transport: fake, window: null });
+void example;
