@@ -73,11 +73,9 @@ std::string usageText() {
          "plug-in; the page imports /zarvo/zarvo.js and calls openBridge().\n"
          "\n"
          "  --applications FILE  application description for the simulated applications\n"
-         "                       (default: " ZARVO_VIEW_DEFAULT_APPS
-         ")\n"
+         "                       (default: examples/applications.json of the source tree)\n"
          "  --plugin FILE        the plug-in to load (default: the one built with this tool)\n"
-         "  --web DIR            serve DIR/zarvo/ at /zarvo/ (default: " ZARVO_VIEW_DEFAULT_WEB
-         ")\n"
+         "  --web DIR            serve DIR/zarvo/ at /zarvo/ (default: web/ of the source tree)\n"
          "  --console            print each page console message as 'console: <text>'\n"
          "  --screenshot FILE    save a PNG of the window once the page has settled, then end\n"
          "  --timeout SECONDS    end with status 1 if the page has not closed by then\n"
