@@ -1,9 +1,11 @@
 // The plug-in's five exported C functions. Each resource function creates its resource object on
 // the stack (it holds nothing but its virtual table) and runs the request frame; TearDown empties
-// the application registry. Nothing here keeps state between calls.
+// the application registry. Nothing here keeps state between calls. The connect entry point also
+// arms the tear-down that runs if the plug-in is unloaded while applications are connected.
 #include "zarvo_bridging.h"
 
 #include "bridge/application_manager.h"
+#include "bridge/unload_teardown.h"
 #include "bridge/zarvo_application.h"
 #include "bridge/zarvo_application_bridge.h"
 #include "bridge/zarvo_application_custom.h"
@@ -13,6 +15,7 @@ extern "C" {
 
 ZARVO_BRIDGING_EXPORT int ZarvoApplication(const char* options, const char* parameters,
                                            const char* extra, const char* body) {
+  bridge::ArmUnloadTearDown();
   bridge::ZarvoApplication resource;
   return resource(options, parameters, extra, body);
 }

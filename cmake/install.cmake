@@ -1,15 +1,26 @@
-# Install rules: the plug-in with its soname links, its public header, a CMake package
-# (find_package(zarvo_bridging) -> zarvo_bridging::zarvo_bridging) and a pkg-config file.
-# The stand-in platform libraries are installed only with ZARVO_INSTALL_STAND_INS=ON; a real
-# host provides libQtWebKitBridgeHelper.so.2 and libzarvo_x64.so.1 itself.
+# Install rules, by component:
+#   runtime      the plug-in libzarvo_bridging.so.2.0.0 and its soname link libzarvo_bridging.so.2
+#   development  the public header, the libzarvo_bridging.so link, the CMake package
+#                (find_package(zarvo_bridging 2.0) -> zarvo_bridging::zarvo_bridging, with a
+#                version file) and the pkg-config file zarvo_bridging.pc
+#   tools        pjson
+#   stand_ins    the stand-in host library libQtWebKitBridgeHelper.so.2, the simulated
+#                application library libzarvo_x64.so.1, their control headers (under
+#                include/zarvo_stand_in) and the reference host zarvo_host, which drives them
+# A plain `cmake --install` installs the first three. The stand-ins are for developing without
+# the vendor's libraries: `cmake --install <build> --component stand_ins` adds them to a prefix,
+# and ZARVO_INSTALL_STAND_INS=ON makes them part of the plain install.
 #
 # The package files are relocatable: the CMake config finds the prefix from its own location and
-# the .pc file from ${pcfiledir}, so `cmake --install <build> --prefix <anywhere>` works.
+# the .pc file from ${pcfiledir}, so `cmake --install <build> --prefix <anywhere>` works. The
+# installed plug-in looks for its platform libraries next to itself first (RUNPATH $ORIGIN),
+# then where the dynamic linker looks anyway.
 include(CMakePackageConfigHelpers)
 
 set(ZARVO_CMAKE_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/zarvo_bridging")
 set(ZARVO_PKGCONFIG_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
+set_target_properties(zarvo_bridging PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS zarvo_bridging
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
 install(FILES ${PROJECT_SOURCE_DIR}/include/zarvo_bridging.h
@@ -53,12 +64,32 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/zarvo_bridging.pc.in
 install(FILES ${PROJECT_BINARY_DIR}/package/zarvo_bridging.pc
   DESTINATION ${ZARVO_PKGCONFIG_DIR} COMPONENT development)
 
+# The stand-ins: an optional component, in the plain install only with ZARVO_INSTALL_STAND_INS.
 if(ZARVO_INSTALL_STAND_INS)
-  install(TARGETS QtWebKitBridgeHelper zarvo_x64
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT stand_ins)
-  install(FILES ${PROJECT_SOURCE_DIR}/platform/stand_in/include/bridge_helper_stand_in.h
-                ${PROJECT_SOURCE_DIR}/platform/stand_in/include/zarvo_simulator.h
-                ${PROJECT_SOURCE_DIR}/platform/include/bridge_helper.h
-                ${PROJECT_SOURCE_DIR}/platform/include/zarvo_x64.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zarvo_stand_in COMPONENT stand_ins)
+  set(zarvo_stand_ins_optional "")
+else()
+  set(zarvo_stand_ins_optional EXCLUDE_FROM_ALL)
 endif()
+set_target_properties(zarvo_x64 QtWebKitBridgeHelper PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS QtWebKitBridgeHelper zarvo_x64
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT stand_ins
+  ${zarvo_stand_ins_optional})
+install(FILES ${PROJECT_SOURCE_DIR}/platform/stand_in/include/bridge_helper_stand_in.h
+              ${PROJECT_SOURCE_DIR}/platform/stand_in/include/zarvo_simulator.h
+              ${PROJECT_SOURCE_DIR}/platform/include/bridge_helper.h
+              ${PROJECT_SOURCE_DIR}/platform/include/zarvo_x64.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zarvo_stand_in COMPONENT stand_ins
+  ${zarvo_stand_ins_optional})
+
+# The tools (tools/ is added after this file is included, so they are looked up here lazily).
+function(zarvo_install_tools)
+  file(RELATIVE_PATH bin_to_lib "/root/${CMAKE_INSTALL_BINDIR}" "/root/${CMAKE_INSTALL_LIBDIR}")
+  if(TARGET pjson)
+    install(TARGETS pjson RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  endif()
+  if(TARGET zarvo_host)
+    set_target_properties(zarvo_host PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+    install(TARGETS zarvo_host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT stand_ins
+      ${zarvo_stand_ins_optional})
+  endif()
+endfunction()

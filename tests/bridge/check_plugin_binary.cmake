@@ -4,6 +4,8 @@
 #     ZarvoApplicationEvent, ZarvoApplicationCustom and TearDown, all as text symbols: no weak
 #     template instantiation, typeinfo, vtable or JSON library symbol leaks;
 #   - no bridge or JSON library symbol is imported either (nothing could be interposed);
+#   - immediate binding (FLAGS BIND_NOW, FLAGS_1 NOW) and a GNU_RELRO segment, so a missing host
+#     or application library function fails the load, and the relocated data is read-only;
 #   - the soname and development links exist and lead to the plug-in file.
 foreach(var PLUGIN PLUGIN_SONAME_FILE PLUGIN_LINKER_FILE NM READELF)
   if(NOT DEFINED ${var})
@@ -32,6 +34,21 @@ foreach(lib libQtWebKitBridgeHelper.so.2 libzarvo_x64.so.1)
     string(APPEND failures "NEEDED ${lib} missing: ${needed_lines}\n")
   endif()
 endforeach()
+
+# Immediate binding and RELRO (-Wl,-z,now -Wl,-z,relro).
+if(NOT dynamic MATCHES "\\(FLAGS\\)[^\n]*BIND_NOW")
+  string(APPEND failures "no BIND_NOW in the FLAGS entry (link with -Wl,-z,now)\n")
+endif()
+if(NOT dynamic MATCHES "\\(FLAGS_1\\)[^\n]*NOW")
+  string(APPEND failures "no NOW in the FLAGS_1 entry (link with -Wl,-z,now)\n")
+endif()
+execute_process(COMMAND ${READELF} -l -W "${PLUGIN}" OUTPUT_VARIABLE segments RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "readelf -l failed (${rc})")
+endif()
+if(NOT segments MATCHES "\n *GNU_RELRO ")
+  string(APPEND failures "no GNU_RELRO segment (link with -Wl,-z,relro)\n")
+endif()
 
 # Defined dynamic symbols: exactly the five entry points.
 execute_process(COMMAND ${NM} -D --defined-only "${PLUGIN}" OUTPUT_VARIABLE defined

@@ -5,7 +5,10 @@
 #         -P run_host.cmake -- <host> <arguments...>
 #
 # MATCHn must match the combined output (stdout, then stderr); REJECTn must not. JSON_LINES checks
-# that every non-empty line of stdout is one JSON object with a "kind" member.
+# that every non-empty line of stdout is one JSON object with a "kind" member and a number "t" that
+# never decreases from one line to the next, that every answered "call" carries its "response" as
+# an object next to the text "responseText", and every "event" its "event" object next to
+# "eventText".
 set(command "")
 set(collect OFF)
 math(EXPR last "${CMAKE_ARGC} - 1")
@@ -47,6 +50,7 @@ if(JSON_LINES)
   # which would treat ';' inside a line as a separator.
   set(rest "${out}")
   set(count 0)
+  set(parsed_count 0)
   while(NOT rest STREQUAL "")
     string(FIND "${rest}" "\n" eol)
     if(eol EQUAL -1)
@@ -64,11 +68,35 @@ if(JSON_LINES)
     if(problem)
       message(FATAL_ERROR "stdout line is not a JSON object with \"kind\": ${problem}\n${line}")
     endif()
+    string(JSON t_type ERROR_VARIABLE problem TYPE "${line}" t)
+    if(problem OR NOT t_type STREQUAL "NUMBER")
+      message(FATAL_ERROR "stdout line has no number \"t\"\n${line}")
+    endif()
+    string(JSON t GET "${line}" t)
+    if(DEFINED previous_t AND t LESS previous_t)
+      message(FATAL_ERROR "\"t\" went back from ${previous_t} to ${t}\n${line}")
+    endif()
+    set(previous_t "${t}")
+    set(parsed_member "")
+    if(kind STREQUAL "call" AND line MATCHES "\"answered\":true")
+      set(parsed_member response)
+    elseif(kind STREQUAL "event")
+      set(parsed_member event)
+    endif()
+    if(parsed_member)
+      string(JSON member_type ERROR_VARIABLE problem TYPE "${line}" ${parsed_member})
+      string(JSON text_type ERROR_VARIABLE problem2 TYPE "${line}" ${parsed_member}Text)
+      if(problem OR problem2 OR NOT member_type STREQUAL "OBJECT" OR NOT text_type STREQUAL "STRING")
+        message(FATAL_ERROR "\"${parsed_member}\" must be an object next to the string "
+                            "\"${parsed_member}Text\"\n${line}")
+      endif()
+      math(EXPR parsed_count "${parsed_count} + 1")
+    endif()
     math(EXPR count "${count} + 1")
   endwhile()
   if(count EQUAL 0)
     message(FATAL_ERROR "no JSON lines on stdout")
   endif()
-  message(STATUS "${count} JSON lines parsed")
+  message(STATUS "${count} JSON lines parsed, ${parsed_count} responses and events as objects")
 endif()
 message(STATUS "exit status ${status} as expected")

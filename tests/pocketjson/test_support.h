@@ -19,9 +19,13 @@
 
 namespace pjtest {
 
+#ifdef ZARVO_SHARED_DATA_DIR
+// The shared test data folder (ZARVO_TEST_DATA_DIR at configure time); only the topics that
+// declare data tests get it.
 inline std::string dataDir() {
   return ZARVO_SHARED_DATA_DIR;
 }
+#endif
 
 // Whole file as bytes; `ok` false when it cannot be opened.
 inline std::string readFile(const std::string& path, bool* ok = nullptr) {

@@ -17,7 +17,8 @@ class CommaLocale : public ResourceTest {
     ResourceTest::SetUp();
     if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr &&
         std::setlocale(LC_ALL, "de_DE.utf8") == nullptr) {
-      GTEST_SKIP() << "locale de_DE.UTF-8 is not installed";
+      GTEST_SKIP() << "locale de_DE.UTF-8 is not installed (add \"de_DE.UTF-8 UTF-8\" to "
+                      "/etc/locale.gen and run locale-gen)";
     }
     // The premise of these tests: the C library now formats with a decimal comma.
     char text[16];

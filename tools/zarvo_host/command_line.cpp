@@ -32,6 +32,7 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
   o.apps = ZARVO_HOST_DEFAULT_APPS;
   bool interactive = false;
   bool help = false;
+  bool version = false;
   std::vector<std::string> positional;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -59,6 +60,11 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
       positional.push_back(arg);
     } else if (arg == "-h" || arg == "--help") {
       help = true;
+    } else if (arg == "--version") {
+      version = true;
+    } else if (arg == "--history" || arg.compare(0, 10, "--history=") == 0) {
+      o.history = true;
+      o.historyFile = arg.size() > 10 ? arg.substr(10) : std::string();
     } else if (arg == "--json") {
       o.json = true;
     } else if (arg == "--no-color") {
@@ -86,8 +92,8 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
       return false;
     }
   }
-  if (help) {
-    o.mode = Mode::kHelp;
+  if (help || version) {
+    o.mode = help ? Mode::kHelp : Mode::kVersion;
     *options = o;
     return true;
   }
@@ -99,6 +105,10 @@ bool parseCommandLine(int argc, char** argv, Options* options, std::string* prob
   }
   if (modes > 1) {
     *problem = "give only one of: a script file, '-'/--interactive, -e STEP, call ...";
+    return false;
+  }
+  if (o.history && !interactive) {
+    *problem = "--history applies to the interactive mode ('-' or --interactive) only";
     return false;
   }
   if (interactive) {
@@ -156,7 +166,13 @@ std::string helpText() {
       "                  NO_COLOR is unset); --color forces it, --no-color wins\n"
       "  --timeout MS    default timeout of waitEvents steps (default 2000)\n"
       "  -e, --step STEP one script line given on the command line (repeatable)\n"
-      "  -i, --interactive, -   read steps from standard input\n"
+      "  -i, --interactive, -   read steps from standard input; on a terminal with line\n"
+      "                  editing, history (up arrow) and Tab completion; type help there\n"
+      "  --history[=FILE]  keep the interactive history in FILE across sessions (default\n"
+      "                  $XDG_STATE_HOME/zarvo_host/history, else\n"
+      "                  ~/.local/state/zarvo_host/history); without it history lives in\n"
+      "                  memory only. History is kept only when stdin is a terminal.\n"
+      "  --version       the tool's and the plug-in's versions\n"
       "  -h, --help      this text\n"
       "\n"
       "Session script (JSON Lines): one step per line, a JSON object naming one step kind.\n"
@@ -198,16 +214,39 @@ std::string helpText() {
       "        ZrvBridgeCross(1, \"\", \"/document/open\", \"null\", \"null\", callback, context)"
       " -> 1 called back\n"
       "      With \"expect\", the lines must be exactly these, in this order.\n"
+      "  {\"raise\":TYPE, \"app\":NAME, \"payload\":V, \"count\":N}\n"
+      "      Raises the event TYPE as the connected application NAME would: the library\n"
+      "      calls every subscription of TYPE on its event thread, and the plug-in turns\n"
+      "      each into a zarvoEvent (queued for waitEvents). \"payloadText\" sends a text\n"
+      "      verbatim instead of \"payload\" (default null); \"count\" repeats it (1 to\n"
+      "      10000, default 1).\n"
+      "  {\"lostConnection\":NAME}\n"
+      "      The library reports the connection of NAME lost (its did-disconnect callback).\n"
+      "      The plug-in keeps the name connected: a new connect is refused with \"Failed\n"
+      "      to connect application.\" and requests still reach the library.\n"
+      "      For raise and lostConnection, a NAME without an open connection is an input\n"
+      "      error: \"file:line: no open connection for the application NAME ...\".\n"
       "Times are at most 600000 ms. Unknown members are errors. After the last step the\n"
       "host calls TearDown itself unless the last step was one.\n"
       "\n"
+      "Interactive mode ('-', -i): one session for all lines, so connections,\n"
+      "subscriptions and queued events carry over. A line is a JSON step as above or\n"
+      "words: RESOURCE METHOD [PARAMETERS [BODY [EXTRA]]] (e.g. ZarvoApplication post\n"
+      "{\"name\":\"viewer\"}), raise APP TYPE [PAYLOAD [COUNT]], lostConnection APP,\n"
+      "waitEvents N [TIMEOUT_MS], sleepMs MS, callLog, tearDown, note TEXT, help [WORD],\n"
+      "quit. On a terminal: line editing, history (up arrow) and Tab completion of\n"
+      "resources, methods, keywords and application names.\n"
+      "\n"
       "Output: each call with its promise identifier, status and response; each event as\n"
       "it arrives from the application library's thread; each failed expectation with its\n"
-      "expected and actual side; a closing count. With --json the same as JSON objects\n"
-      "with \"kind\": start, call, event, expectation, wait, sleep, tearDown, note, callLog,\n"
-      "error, summary (request and response texts as strings; an event also parsed as\n"
-      "\"event\"; an expectation's \"expected\" and \"actual\" as display texts). Problems\n"
-      "with the input are reported as \"file:line: problem\" on stderr.\n"
+      "expected and actual side; a closing count. With --json the same as JSON objects,\n"
+      "one per line, with \"kind\": start, call, event, expectation, wait, sleep, tearDown,\n"
+      "note, callLog, raise, lostConnection, error, summary, and \"t\", the seconds since\n"
+      "the start on the steady clock (never decreasing). The response and the event are\n"
+      "parsed objects (\"response\", \"event\") next to their exact texts (\"responseText\",\n"
+      "\"eventText\"); request texts are strings; an expectation's \"expected\" and\n"
+      "\"actual\" are display texts. Problems with the input are reported as\n"
+      "\"file:line: problem\" on stderr.\n"
       "\n"
       "Exit status: 0 every expectation held; 1 some expectation failed; 2 usage or input\n"
       "error (unreadable file, malformed line, unknown resource or step, plug-in or\n"

@@ -21,6 +21,7 @@ enum class Mode {
   kSteps,        // run the steps given with -e
   kCall,         // one call given as words: call RESOURCE METHOD [PARAMETERS [BODY [EXTRA]]]
   kHelp,
+  kVersion,
 };
 
 struct Options {
@@ -33,6 +34,8 @@ struct Options {
   std::string script;                  // kScript
   std::vector<std::string> steps;      // kSteps
   std::vector<std::string> callWords;  // kCall: RESOURCE METHOD [PARAMETERS [BODY [EXTRA]]]
+  bool history = false;                // --history[=FILE]: keep the interactive history in a file
+  std::string historyFile;             // --history=FILE; empty: the default file
 };
 
 // Parses argv. False with `problem` set on a usage error.

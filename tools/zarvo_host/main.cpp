@@ -11,14 +11,21 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <iterator>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command_line.h"
+#include "interactive.h"
+#include "json_text.h"
+#include "line_reader.h"
 #include "plugin.h"
 #include "script.h"
 #include "session.h"
 #include "transcript.h"
+#include "version.h"
 #include "zarvo_simulator.h"
 
 namespace zarvo_host {
@@ -75,8 +82,63 @@ bool collectSteps(const Options& options, std::vector<Step>* steps, Transcript& 
   return problems.empty();
 }
 
+// The application names of the description, offered by Tab completion; empty when the file
+// cannot be read again (it was loaded already, so this costs nothing but a missed offer).
+std::vector<std::string> applicationNames(const std::string& apps) {
+  std::ifstream in(apps, std::ios::in | std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  pocketjson::Value description;
+  std::string error;
+  std::vector<std::string> names;
+  if (!parseJson(text, &description, &error)) return names;
+  const pocketjson::Value& applications = description.get("applications");
+  if (!applications.isObject()) return names;
+  for (const auto& member : applications.asObject()) names.push_back(member.first);
+  return names;
+}
+
+// `path` relative to the working directory when it lies below it, for a shorter first line
+// (the compiled-in defaults are absolute).
+std::string displayPath(const std::string& path) {
+  char buffer[4096];
+  if (getcwd(buffer, sizeof buffer) == nullptr) return path;
+  const std::string prefix = std::string(buffer) + "/";
+  if (path.size() > prefix.size() && path.compare(0, prefix.size(), prefix) == 0) {
+    return path.substr(prefix.size());
+  }
+  return path;
+}
+
+// Standard input, edited on a terminal and read plainly otherwise.
+InteractiveOutcome readInteractively(const Options& options, Session& session,
+                                     Transcript& transcript) {
+  if (isatty(STDIN_FILENO) != 1) {
+    const std::unique_ptr<LineReader> reader = makeStreamReader(std::cin);
+    return runInteractive(*reader, session, transcript);
+  }
+  std::fputs(
+      "zarvo_host: one step per line, as words or JSON; help lists them, Tab completes, the up "
+      "arrow recalls, Ctrl-D ends.\n",
+      stderr);
+  TerminalOptions terminal;
+  terminal.applications = applicationNames(options.apps);
+  // Events that arrive while a line is edited are shown above it, not written into it.
+  terminal.holdOutput = [&transcript](std::function<void()> wake) {
+    transcript.hold(std::move(wake));
+  };
+  terminal.takeOutput = [&transcript] { return transcript.takeHeld(); };
+  terminal.releaseOutput = [&transcript] { transcript.release(); };
+  if (options.history) {
+    terminal.historyFile = options.historyFile.empty() ? defaultHistoryFile() : options.historyFile;
+  }
+  const std::unique_ptr<LineReader> reader = makeTerminalReader(terminal);
+  return runInteractive(*reader, session, transcript);
+}
+
 int run(const Options& options) {
   Transcript transcript(stdout, stderr, options.json, useColor(options));
+  // Before the application library starts its threads, which inherit the blocked signal.
+  if (options.mode == Mode::kInteractive && isatty(STDIN_FILENO) == 1) blockInterrupts();
 
   std::vector<Step> steps;
   if (options.mode != Mode::kInteractive && !collectSteps(options, &steps, transcript)) {
@@ -97,43 +159,24 @@ int run(const Options& options) {
     return kExitInput;
   }
 
-  transcript.start(plugin.path(), options.apps);
+  transcript.start(displayPath(plugin.path()), displayPath(options.apps));
   Session session(plugin, transcript, options.timeoutMs);
   session.attach();
   Location last{"<end>", 0};
   long badLines = 0;
   if (options.mode == Mode::kInteractive) {
-    if (isatty(STDIN_FILENO) == 1) {
-      std::fputs("Reading steps from standard input, one JSON object per line; end with Ctrl-D.\n",
-                 stderr);
-    }
-    std::string line;
-    Location where{"<stdin>", 0};
-    while (std::getline(std::cin, line)) {
-      ++where.line;
-      Step step;
-      switch (parseScriptLine(line, where, &step, &problem)) {
-        case LineKind::kSkip:
-          break;
-        case LineKind::kStep:
-          session.run(step);
-          break;
-        case LineKind::kError:
-          transcript.problem(where.text() + ": " + problem);
-          ++badLines;
-          break;
-      }
-    }
-    last = Location{"<stdin>", where.line};
+    const InteractiveOutcome outcome = readInteractively(options, session, transcript);
+    badLines = outcome.badLines;
+    last = outcome.last;
   } else {
     for (const Step& step : steps) session.run(step);
     if (!steps.empty()) last = steps.back().where;
   }
   session.finish(last);
   Totals totals = session.totals();
-  totals.badLines = badLines;
+  totals.badLines += badLines;
   transcript.summary(totals);
-  if (badLines > 0) return kExitInput;
+  if (totals.badLines > 0) return kExitInput;
   return totals.failed == 0 ? kExitOk : kExitFailed;
 }
 
@@ -150,6 +193,10 @@ int main(int argc, char** argv) {
   }
   if (options.mode == Mode::kHelp) {
     std::fputs(helpText().c_str(), stdout);
+    return kExitOk;
+  }
+  if (options.mode == Mode::kVersion) {
+    std::fputs(versionText().c_str(), stdout);
     return kExitOk;
   }
   return run(options);

@@ -10,8 +10,6 @@ namespace {
 
 using pocketjson::Value;
 
-const char* const kStepKinds[] = {"call", "waitEvents", "sleepMs", "tearDown", "note", "callLog"};
-
 const std::vector<std::string> kCallMembers = {
     "call",  "method",    "options", "optionsText", "parameters", "parametersText",
     "extra", "extraText", "body",    "bodyText",    "expect"};
@@ -20,12 +18,15 @@ const std::vector<std::string> kSleepMembers = {"sleepMs"};
 const std::vector<std::string> kTearDownMembers = {"tearDown"};
 const std::vector<std::string> kNoteMembers = {"note"};
 const std::vector<std::string> kCallLogMembers = {"callLog", "expect"};
+const std::vector<std::string> kRaiseMembers = {"raise", "app", "payload", "payloadText", "count"};
+const std::vector<std::string> kLostMembers = {"lostConnection"};
 const std::vector<std::string> kExpectMembers = {"status", "response", "text", "value"};
 
-std::string joined(const std::vector<std::string>& words) {
+// "a, b and c" (or "a, b or c" with `last` " or ").
+std::string joined(const std::vector<std::string>& words, const char* last = " and ") {
   std::string out;
   for (size_t i = 0; i < words.size(); ++i) {
-    if (i > 0) out += i + 1 == words.size() ? " and " : ", ";
+    if (i > 0) out += i + 1 == words.size() ? last : ", ";
     out += words[i];
   }
   return out;
@@ -217,25 +218,63 @@ bool parseCallLog(const Value& step, Step* out, std::string* problem) {
   return true;
 }
 
+// A non-empty string member.
+bool readName(const Value& object, const std::string& key, std::string* out, std::string* problem) {
+  const Value& v = object.get(key);
+  if (!v.isString() || v.asString().empty()) {
+    *problem = quoteJson(key) + " must be a non-empty string, not " +
+               (v.isString() ? std::string("the empty string") : std::string(kindName(v)));
+    return false;
+  }
+  *out = v.asString();
+  return true;
+}
+
+bool parseRaise(const Value& step, Step* out, std::string* problem) {
+  if (!onlyMembers(step, kRaiseMembers, "a raise step", problem)) return false;
+  RaiseStep& raise = out->raise;
+  if (!readName(step, "raise", &raise.type, problem)) return false;
+  if (!step.has("app")) {
+    *problem = "a raise step names the application that raises the event in \"app\"";
+    return false;
+  }
+  if (!readName(step, "app", &raise.app, problem) ||
+      !readRequestText(step, "payload", "null", &raise.payload, problem)) {
+    return false;
+  }
+  if (step.has("count") && !readCount(step, "count", 1, kMaxRaiseCount, &raise.count, problem)) {
+    return false;
+  }
+  out->kind = StepKind::kRaise;
+  return true;
+}
+
+bool parseLostConnection(const Value& step, Step* out, std::string* problem) {
+  if (!onlyMembers(step, kLostMembers, "a lostConnection step", problem) ||
+      !readName(step, "lostConnection", &out->note, problem)) {
+    return false;
+  }
+  out->kind = StepKind::kLostConnection;
+  return true;
+}
+
 bool parseStepObject(const Value& step, Step* out, std::string* problem) {
   std::vector<std::string> named;
-  for (const char* kind : kStepKinds) {
-    if (step.has(kind)) named.emplace_back(kind);
+  for (const std::string& kind : stepKeywords()) {
+    if (step.has(kind)) named.push_back(kind);
   }
   if (named.empty()) {
-    *problem =
-        "unknown step: a step has one of the members call, waitEvents, sleepMs, tearDown, note "
-        "or callLog";
+    *problem = "unknown step: a step has one of the members " + joined(stepKeywords(), " or ");
     return false;
   }
   if (named.size() > 1) {
-    *problem =
-        "a step has exactly one of call, waitEvents, sleepMs, tearDown, note or callLog; this one "
-        "has " +
-        joined(named);
+    *problem = "a step has exactly one of " + joined(stepKeywords(), " or ") + "; this one has " +
+               joined(named);
     return false;
   }
   const std::string& kind = named.front();
+  if (kind == "raise") return parseRaise(step, out, problem);
+  if (kind == "lostConnection") return parseLostConnection(step, out, problem);
   if (kind == "call") return parseCall(step, out, problem);
   if (kind == "waitEvents") return parseWait(step, out, problem);
   if (kind == "sleepMs") {
@@ -274,6 +313,12 @@ const std::vector<std::string>& resourceNames() {
   static const std::vector<std::string> names = {"ZarvoApplication", "ZarvoApplicationBridge",
                                                  "ZarvoApplicationEvent", "ZarvoApplicationCustom"};
   return names;
+}
+
+const std::vector<std::string>& stepKeywords() {
+  static const std::vector<std::string> keywords = {
+      "call", "waitEvents", "sleepMs", "tearDown", "note", "callLog", "raise", "lostConnection"};
+  return keywords;
 }
 
 bool isResourceName(const std::string& name) {

@@ -9,6 +9,8 @@
 //   {"tearDown":true}
 //   {"note":"text"}
 //   {"callLog":true, "expect":["ZrvConnectApplication(\"viewer\", \"zarvo_host\") -> 1", ...]}
+//   {"raise":TYPE, "app":NAME, "payload":V, "count":N}      (or "payloadText" sent verbatim)
+//   {"lostConnection":NAME}
 // A call's four request texts are built here, once, so the runner hands the plug-in exactly the
 // bytes shown in the transcript: a JSON value is written compactly, a "...Text" member is taken
 // verbatim. Blank lines and lines starting with '#' or '//' are comments.
@@ -75,7 +77,24 @@ struct CallLogStep {
   std::vector<std::string> lines;  // the exact canonical lines expected, in call order
 };
 
-enum class StepKind { kCall, kWaitEvents, kSleep, kTearDown, kNote, kCallLog };
+// Raising an application event through the simulator, as the application named `app` would.
+struct RaiseStep {
+  std::string type;
+  std::string app;
+  std::string payload = "null";  // the payload text handed to the library, compact or verbatim
+  long long count = 1;           // how many times the event is raised
+};
+
+enum class StepKind {
+  kCall,
+  kWaitEvents,
+  kSleep,
+  kTearDown,
+  kNote,
+  kCallLog,
+  kRaise,
+  kLostConnection,
+};
 
 struct Step {
   StepKind kind = StepKind::kNote;
@@ -83,8 +102,9 @@ struct Step {
   CallStep call;
   WaitStep wait;
   CallLogStep callLog;
+  RaiseStep raise;
   long long sleepMs = 0;
-  std::string note;
+  std::string note;  // kNote: the text; kLostConnection: the application name
 };
 
 // The four resource names the plug-in exports, in the order of its header.
@@ -92,8 +112,13 @@ const std::vector<std::string>& resourceNames();
 // True when `name` is one of them.
 bool isResourceName(const std::string& name);
 
+// The step kinds, by the member that names each ("call", "waitEvents", ...).
+const std::vector<std::string>& stepKeywords();
+
 // The upper limit of every time value in a script (ten minutes), so a typo cannot hang a run.
 constexpr long long kMaxMilliseconds = 600000;
+// The upper limit of a raise step's "count".
+constexpr long long kMaxRaiseCount = 10000;
 
 enum class LineKind { kSkip, kStep, kError };
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "bridge_helper_stand_in.h"
+#include "json_text.h"
 #include "zarvo_simulator.h"
 
 namespace zarvo_host {
@@ -131,6 +132,35 @@ void Session::runCallLog(const Step& step) {
   transcript_.callLog(step, lines, checks);
 }
 
+ZrvApplicationHandle Session::connectionOf(const Step& step, const std::string& app) {
+  ZrvApplicationHandle handle = ZrvSimConnectionNamed(app.c_str());
+  if (handle == nullptr) {
+    transcript_.problem(step.where.text() + ": no open connection for the application " +
+                        quoteJson(app) + " (connect it first: ZarvoApplication post)");
+    ++totals_.badLines;
+  }
+  return handle;
+}
+
+void Session::runRaise(const Step& step) {
+  const RaiseStep& raise = step.raise;
+  ZrvApplicationHandle handle = connectionOf(step, raise.app);
+  if (handle == nullptr) return;
+  transcript_.raiseStarted(step);
+  long long delivered = 0;
+  for (long long i = 0; i < raise.count; ++i) {
+    delivered += ZrvSimRaiseEvent(handle, raise.type.c_str(), raise.payload.c_str());
+  }
+  transcript_.raised(step, delivered);
+}
+
+void Session::runLostConnection(const Step& step) {
+  ZrvApplicationHandle handle = connectionOf(step, step.note);
+  if (handle == nullptr) return;
+  const bool delivered = ZrvSimRaiseDidDisconnect(handle, 0) != 0;
+  transcript_.lostConnection(step, delivered);
+}
+
 void Session::run(const Step& step) {
   switch (step.kind) {
     case StepKind::kCall:
@@ -154,6 +184,12 @@ void Session::run(const Step& step) {
       break;
     case StepKind::kCallLog:
       runCallLog(step);
+      break;
+    case StepKind::kRaise:
+      runRaise(step);
+      break;
+    case StepKind::kLostConnection:
+      runLostConnection(step);
       break;
   }
 }

@@ -10,6 +10,10 @@
 //   - Events arrive on the application library's threads at any time. Each is written to the
 //     transcript at once and queued; a waitEvents step takes them from the queue in arrival
 //     order, waiting up to its timeout.
+//   - raise and lostConnection steps play the application: they find the connection the plug-in
+//     opened for the name (ZrvSimConnectionNamed) and have the simulator deliver on its event
+//     thread, waiting until delivery is done. A name without an open connection is an input
+//     problem ("file:line: ..."), counted in Totals::badLines.
 // Lock order: the stand-in's sink mutex, then `mutex_`, then the transcript's mutex. The main
 // thread never holds `mutex_` or the transcript's mutex while it calls into the plug-in, so an
 // event delivery that TearDown waits for can always finish.
@@ -28,6 +32,7 @@
 #include "plugin.h"
 #include "script.h"
 #include "transcript.h"
+#include "zarvo_x64.h"
 
 namespace zarvo_host {
 
@@ -57,6 +62,10 @@ class Session {
   void runCall(const Step& step);
   void runWait(const Step& step);
   void runCallLog(const Step& step);
+  void runRaise(const Step& step);
+  void runLostConnection(const Step& step);
+  // The open connection of `app`, or null after reporting the problem at the step's place.
+  ZrvApplicationHandle connectionOf(const Step& step, const std::string& app);
   void count(const std::vector<CheckResult>& checks);
 
   const Plugin& plugin_;
@@ -64,7 +73,7 @@ class Session {
   long long defaultTimeoutMs_;
   bool attached_ = false;
   bool tornDownLast_ = false;
-  Totals totals_;  // calls, passed, failed: main thread only; events: under mutex_
+  Totals totals_;  // calls, passed, failed, badLines: main thread only; events: under mutex_
 
   std::mutex mutex_;
   std::condition_variable eventArrived_;

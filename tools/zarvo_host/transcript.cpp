@@ -1,5 +1,7 @@
 #include "transcript.h"
 
+#include <utility>
+
 #include "json_text.h"
 
 namespace zarvo_host {
@@ -23,18 +25,97 @@ std::string oneLine(const std::string& text) {
   return text;
 }
 
-std::string line(const Value& object) {
-  return compactJson(object) + "\n";
+// Microseconds as seconds with six decimals, written without the C library so that no locale
+// can change the decimal point.
+std::string seconds(long long micros) {
+  std::string fraction = std::to_string(micros % 1000000);
+  fraction.insert(0, 6 - fraction.size(), '0');
+  return std::to_string(micros / 1000000) + "." + fraction;
+}
+
+// The compact text of the flat object `object` with the member "t" added in its sorted place.
+std::string stampedLine(const Value& object, const std::string& t) {
+  std::string text = "{";
+  bool stamped = false;
+  for (const auto& member : object.asObject()) {
+    if (!stamped && member.first > "t") {
+      text += "\"t\":" + t + ",";
+      stamped = true;
+    }
+    text += quoteJson(member.first) + ":" + compactJson(member.second) + ",";
+  }
+  if (!stamped) text += "\"t\":" + t + ",";
+  text.back() = '}';
+  return text + "\n";
+}
+
+// `text` parsed into `out` under `key` when it is JSON; the text itself goes under `textKey`.
+void parsedAndText(Value& out, const std::string& key, const std::string& textKey,
+                   const std::string& text) {
+  Value parsed;
+  std::string error;
+  if (parseJson(text, &parsed, &error)) out[key] = parsed;
+  out[textKey] = text;
 }
 
 }  // namespace
 
 Transcript::Transcript(std::FILE* out, std::FILE* err, bool json, bool color)
-    : out_(out), err_(err), json_(json), color_(color && !json) {}
+    : out_(out),
+      err_(err),
+      json_(json),
+      color_(color && !json),
+      started_(std::chrono::steady_clock::now()) {}
 
 void Transcript::write(const std::string& text) {
+  if (holding_) {
+    held_ += text;
+    if (wake_) wake_();
+    return;
+  }
   std::fwrite(text.data(), 1, text.size(), out_);
   std::fflush(out_);
+}
+
+void Transcript::hold(std::function<void()> wake) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  holding_ = true;
+  wake_ = std::move(wake);
+}
+
+std::string Transcript::takeHeld() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::string text;
+  text.swap(held_);
+  return text;
+}
+
+void Transcript::release() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  holding_ = false;
+  wake_ = nullptr;
+  std::string text;
+  text.swap(held_);
+  if (!text.empty()) write(text);
+}
+
+std::string Transcript::stamp() const {
+  const auto elapsed = std::chrono::steady_clock::now() - started_;
+  return seconds(std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count());
+}
+
+void Transcript::emit(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  write(text);
+}
+
+void Transcript::emitJson(const std::vector<Value>& objects) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  // The clock is read under the mutex, so the stamps follow the order of the lines.
+  const std::string t = stamp();
+  std::string text;
+  for (const Value& object : objects) text += stampedLine(object, t);
+  write(text);
 }
 
 std::string Transcript::paint(const char* code, const std::string& text) const {
@@ -43,16 +124,15 @@ std::string Transcript::paint(const char* code, const std::string& text) const {
 }
 
 void Transcript::start(const std::string& plugin, const std::string& apps) {
-  std::lock_guard<std::mutex> lock(mutex_);
   if (json_) {
     Value o;
     o["kind"] = "start";
     o["plugin"] = plugin;
     o["apps"] = apps;
-    write(line(o));
+    emitJson({o});
     return;
   }
-  write(paint(kDim, "plug-in " + plugin + "\napplications " + apps) + "\n");
+  emit(paint(kDim, "plug-in " + plugin + "\napplications " + apps) + "\n");
 }
 
 void Transcript::callStarted(const Step& step) {
@@ -64,8 +144,7 @@ void Transcript::callStarted(const Step& step) {
   text += "  " + oneLine(call.parameters);
   if (!call.body.empty()) text += "  body " + oneLine(call.body);
   if (call.extra != "{}") text += "  extra " + oneLine(call.extra);
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(text + "\n");
+  emit(text + "\n");
 }
 
 std::string Transcript::failures(const Location& where,
@@ -80,9 +159,8 @@ std::string Transcript::failures(const Location& where,
   return text;
 }
 
-std::string Transcript::expectationLines(const Location& where,
-                                         const std::vector<CheckResult>& checks) const {
-  std::string text;
+void Transcript::addExpectations(const Location& where, const std::vector<CheckResult>& checks,
+                                 std::vector<Value>* objects) {
   for (const CheckResult& check : checks) {
     Value o;
     o["kind"] = "expectation";
@@ -91,9 +169,8 @@ std::string Transcript::expectationLines(const Location& where,
     o["ok"] = check.ok;
     o["expected"] = check.expected;
     o["actual"] = check.actual;
-    text += line(o);
+    objects->push_back(o);
   }
-  return text;
 }
 
 namespace {
@@ -110,7 +187,6 @@ std::string verdict(const std::vector<CheckResult>& checks, bool* allOk) {
 
 void Transcript::callAnswered(const Step& step, const Answer& answer,
                               const std::vector<CheckResult>& checks) {
-  std::string text;
   if (json_) {
     const CallStep& call = step.call;
     Value o;
@@ -126,49 +202,38 @@ void Transcript::callAnswered(const Step& step, const Answer& answer,
     o["answered"] = answer.answered;
     if (answer.answered) {
       o["status"] = answer.status;
-      o["response"] = answer.text;
+      parsedAndText(o, "response", "responseText", answer.text);
     }
-    text = line(o) + expectationLines(step.where, checks);
-  } else {
-    bool allOk = true;
-    const std::string mark = verdict(checks, &allOk);
-    if (answer.answered) {
-      text = "  " + paint(kDim, "-> promise " + std::to_string(answer.promise)) + "  " +
-             std::to_string(answer.status) + "  " + oneLine(answer.text);
-    } else {
-      text = "  " + paint(kDim, "-> promise " + std::to_string(answer.promise)) + "  no response";
-    }
-    if (!mark.empty()) text += "  " + paint(allOk ? kGreen : kRed, mark);
-    text += "\n" + failures(step.where, checks);
+    std::vector<Value> objects{o};
+    addExpectations(step.where, checks, &objects);
+    emitJson(objects);
+    return;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(text);
+  bool allOk = true;
+  const std::string mark = verdict(checks, &allOk);
+  std::string text = "  " + paint(kDim, "-> promise " + std::to_string(answer.promise)) + "  ";
+  text += answer.answered ? std::to_string(answer.status) + "  " + oneLine(answer.text)
+                          : std::string("no response");
+  if (!mark.empty()) text += "  " + paint(allOk ? kGreen : kRed, mark);
+  emit(text + "\n" + failures(step.where, checks));
 }
 
 void Transcript::event(long seq, const std::string& name, const std::string& text) {
-  std::string out;
   if (json_) {
     Value o;
     o["kind"] = "event";
     o["seq"] = seq;
     o["name"] = name;
-    o["text"] = text;
-    // The parsed event too, so a reader need not parse a string inside a line.
-    Value parsed;
-    std::string error;
-    if (parseJson(text, &parsed, &error)) o["event"] = parsed;
-    out = line(o);
-  } else {
-    out = paint(kCyan, "  event " + std::to_string(seq) + " " + name) + " " + oneLine(text) + "\n";
+    parsedAndText(o, "event", "eventText", text);
+    emitJson({o});
+    return;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(out);
+  emit(paint(kCyan, "  event " + std::to_string(seq) + " " + name) + " " + oneLine(text) + "\n");
 }
 
 void Transcript::waited(const Step& step, long long timeoutMs,
                         const std::vector<std::string>& events,
                         const std::vector<CheckResult>& checks) {
-  std::string text;
   if (json_) {
     Value o;
     o["kind"] = "wait";
@@ -176,87 +241,126 @@ void Transcript::waited(const Step& step, long long timeoutMs,
     o["count"] = step.wait.count;
     o["received"] = static_cast<long long>(events.size());
     o["timeoutMs"] = timeoutMs;
-    text = line(o) + expectationLines(step.where, checks);
-  } else {
-    bool allOk = true;
-    const std::string mark = verdict(checks, &allOk);
-    text = step.where.text() + "  " + paint(kBold, "waitEvents") + " " +
-           std::to_string(step.wait.count) + " (timeout " + std::to_string(timeoutMs) + " ms)\n  " +
-           paint(kDim, "-> " + std::to_string(events.size()) + " taken") + "  " +
-           paint(allOk ? kGreen : kRed, mark) + "\n" + failures(step.where, checks);
+    std::vector<Value> objects{o};
+    addExpectations(step.where, checks, &objects);
+    emitJson(objects);
+    return;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(text);
+  bool allOk = true;
+  const std::string mark = verdict(checks, &allOk);
+  std::string text = step.where.text() + "  " + paint(kBold, "waitEvents") + " " +
+                     std::to_string(step.wait.count) + " (timeout " + std::to_string(timeoutMs) +
+                     " ms)\n  " + paint(kDim, "-> " + std::to_string(events.size()) + " taken") +
+                     "  " + paint(allOk ? kGreen : kRed, mark) + "\n" +
+                     failures(step.where, checks);
+  emit(text);
 }
 
 void Transcript::slept(const Step& step) {
-  std::string text;
   if (json_) {
     Value o;
     o["kind"] = "sleep";
     o["where"] = step.where.text();
     o["ms"] = step.sleepMs;
-    text = line(o);
-  } else {
-    text = step.where.text() + "  " + paint(kBold, "sleep") + " " + std::to_string(step.sleepMs) +
-           " ms\n";
+    emitJson({o});
+    return;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(text);
+  emit(step.where.text() + "  " + paint(kBold, "sleep") + " " + std::to_string(step.sleepMs) +
+       " ms\n");
 }
 
 void Transcript::tornDown(const Location& where, bool automatic) {
-  std::string text;
   if (json_) {
     Value o;
     o["kind"] = "tearDown";
     o["where"] = where.text();
     o["automatic"] = automatic;
-    text = line(o);
-  } else {
-    text = where.text() + "  " + paint(kBold, "TearDown") +
-           (automatic ? paint(kDim, "  (end of session)") : std::string()) + "\n";
+    emitJson({o});
+    return;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(text);
+  emit(where.text() + "  " + paint(kBold, "TearDown") +
+       (automatic ? paint(kDim, "  (end of session)") : std::string()) + "\n");
 }
 
 void Transcript::note(const Step& step) {
-  std::string text;
   if (json_) {
     Value o;
     o["kind"] = "note";
     o["where"] = step.where.text();
     o["text"] = step.note;
-    text = line(o);
-  } else {
-    text = paint(kYellow, "# " + oneLine(step.note)) + "\n";
+    emitJson({o});
+    return;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(text);
+  emit(paint(kYellow, "# " + oneLine(step.note)) + "\n");
 }
 
 void Transcript::callLog(const Step& step, const std::vector<std::string>& lines,
                          const std::vector<CheckResult>& checks) {
-  std::string text;
   if (json_) {
     Value o;
     o["kind"] = "callLog";
     o["where"] = step.where.text();
     o["lines"] = Value::of(pocketjson::kArray);
     for (const std::string& l : lines) o["lines"].push_back(Value(l));
-    text = line(o) + expectationLines(step.where, checks);
-  } else {
-    bool allOk = true;
-    const std::string mark = verdict(checks, &allOk);
-    text = step.where.text() + "  " + paint(kBold, "callLog") + "  " +
-           std::to_string(lines.size()) + " library calls" +
-           (mark.empty() ? std::string() : "  " + paint(allOk ? kGreen : kRed, mark)) + "\n";
-    for (const std::string& l : lines) text += paint(kDim, "  zarvo_x64: ") + oneLine(l) + "\n";
-    text += failures(step.where, checks);
+    std::vector<Value> objects{o};
+    addExpectations(step.where, checks, &objects);
+    emitJson(objects);
+    return;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(text);
+  bool allOk = true;
+  const std::string mark = verdict(checks, &allOk);
+  std::string text = step.where.text() + "  " + paint(kBold, "callLog") + "  " +
+                     std::to_string(lines.size()) + " library calls" +
+                     (mark.empty() ? std::string() : "  " + paint(allOk ? kGreen : kRed, mark)) +
+                     "\n";
+  for (const std::string& l : lines) text += paint(kDim, "  zarvo_x64: ") + oneLine(l) + "\n";
+  text += failures(step.where, checks);
+  emit(text);
+}
+
+void Transcript::raiseStarted(const Step& step) {
+  if (json_) return;  // JSON mode writes the whole step as one object once it is done
+  const RaiseStep& raise = step.raise;
+  std::string text = step.where.text() + "  " + paint(kBold, "raise") + " " + raise.type + "  " +
+                     raise.app + "  " + oneLine(raise.payload);
+  if (raise.count != 1) text += "  (" + std::to_string(raise.count) + " times)";
+  emit(text + "\n");
+}
+
+void Transcript::raised(const Step& step, long long delivered) {
+  const RaiseStep& raise = step.raise;
+  if (json_) {
+    Value o;
+    o["kind"] = "raise";
+    o["where"] = step.where.text();
+    o["app"] = raise.app;
+    o["type"] = raise.type;
+    parsedAndText(o, "payload", "payloadText", raise.payload);
+    o["count"] = raise.count;
+    o["delivered"] = delivered;
+    emitJson({o});
+    return;
+  }
+  // No subscription of the type means no callback: worth saying, since no event line appears.
+  const std::string what = delivered == 0 ? "no subscription, nothing delivered"
+                                          : std::to_string(delivered) + " delivered";
+  emit("  " + paint(kDim, "-> " + what) + "\n");
+}
+
+void Transcript::lostConnection(const Step& step, bool delivered) {
+  if (json_) {
+    Value o;
+    o["kind"] = "lostConnection";
+    o["where"] = step.where.text();
+    o["app"] = step.note;
+    o["delivered"] = delivered;
+    emitJson({o});
+    return;
+  }
+  emit(step.where.text() + "  " + paint(kBold, "lostConnection") + "  " + step.note + "\n  " +
+       paint(kDim, delivered ? "-> did-disconnect notice delivered"
+                             : "-> no did-disconnect callback registered") +
+       "\n");
 }
 
 void Transcript::problem(const std::string& message) {
@@ -268,12 +372,22 @@ void Transcript::problem(const std::string& message) {
     Value o;
     o["kind"] = "error";
     o["message"] = message;
-    write(line(o));
+    write(stampedLine(o, stamp()));
   }
 }
 
+void Transcript::info(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!json_) {
+    write(text);
+    return;
+  }
+  std::fflush(out_);
+  std::fputs(text.c_str(), err_);
+  std::fflush(err_);
+}
+
 void Transcript::summary(const Totals& totals) {
-  std::string text;
   const bool ok = totals.failed == 0 && totals.badLines == 0;
   if (json_) {
     Value o;
@@ -284,20 +398,19 @@ void Transcript::summary(const Totals& totals) {
     o["failed"] = totals.failed;
     o["badLines"] = totals.badLines;
     o["ok"] = ok;
-    text = line(o);
-  } else {
-    text = "\n" + std::to_string(totals.calls) + " calls, " + std::to_string(totals.events) +
-           " events, " + std::to_string(totals.passed + totals.failed) +
-           " expectations: " + std::to_string(totals.passed) + " held, " +
-           std::to_string(totals.failed) + " failed";
-    if (totals.badLines > 0) {
-      text += ", " + std::to_string(totals.badLines) +
-              (totals.badLines == 1 ? " bad input line" : " bad input lines");
-    }
-    text += "  " + paint(ok ? kGreen : kRed, ok ? "PASS" : "FAIL") + "\n";
+    emitJson({o});
+    return;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  write(text);
+  std::string text = "\n" + std::to_string(totals.calls) + " calls, " +
+                     std::to_string(totals.events) + " events, " +
+                     std::to_string(totals.passed + totals.failed) +
+                     " expectations: " + std::to_string(totals.passed) + " held, " +
+                     std::to_string(totals.failed) + " failed";
+  if (totals.badLines > 0) {
+    text += ", " + std::to_string(totals.badLines) +
+            (totals.badLines == 1 ? " bad input line" : " bad input lines");
+  }
+  emit(text + "  " + paint(ok ? kGreen : kRed, ok ? "PASS" : "FAIL") + "\n");
 }
 
 }  // namespace zarvo_host

@@ -39,7 +39,8 @@
  *    exists; a zero result keeps the subscription.
  *
  * 2. Description mode, for the reference host and for page development: ZrvSimLoadDescription
- *    reads a JSON description of applications. Only described applications connect. The format:
+ *    reads a JSON description of applications. Only described applications connect. The format
+ *    (also published as a JSON Schema, examples/applications.schema.json):
  *
  *    {
  *      "applications": {
