@@ -15,10 +15,12 @@ import json
 import os
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
 import threading
+import urllib.request
 import zlib
 
 
@@ -105,8 +107,25 @@ def serve_elsewhere(pages):
     return server, url
 
 
-def run_view(command, env, signal_after):
-    """Runs the view; sends SIGTERM once a stdout line equals `signal_after`."""
+def free_port():
+    """A loopback port that was free a moment ago (the view's debugging port must be given)."""
+    with socket.socket() as probe:
+        probe.bind(('127.0.0.1', 0))
+        return probe.getsockname()[1]
+
+
+def devtools_browser(port):
+    """The "Browser" of the remote-debugging endpoint's /json/version, or the error."""
+    try:
+        with urllib.request.urlopen(f'http://127.0.0.1:{port}/json/version', timeout=10) as answer:
+            return json.load(answer).get('Browser', 'no Browser member')
+    except (OSError, ValueError) as error:
+        return f'error: {error}'
+
+
+def run_view(command, env, signal_after, on_signal_line=None):
+    """Runs the view; once a stdout line equals `signal_after`, calls `on_signal_line` and sends
+    SIGTERM."""
     process = subprocess.Popen(command, env=env, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     lines = []
 
@@ -115,6 +134,8 @@ def run_view(command, env, signal_after):
             line = raw.decode('utf-8', 'replace').rstrip('\n')
             lines.append(line)
             if signal_after is not None and line == signal_after:
+                if on_signal_line is not None:
+                    on_signal_line()
                 process.send_signal(signal.SIGTERM)
 
     reader = threading.Thread(target=read_stdout)
@@ -137,6 +158,9 @@ def main():
     parser.add_argument('--log-lacks', action='append', default=[],
                         help='text that no exit-log line contains')
     parser.add_argument('--signal-after', help='send SIGTERM once stdout shows this line')
+    parser.add_argument('--devtools', metavar='BROWSER',
+                        help='{port} is a free port; at --signal-after, its /json/version must '
+                             'name this browser')
     parser.add_argument('--png', help='PNG the run must write, with more than one colour')
     parser.add_argument('view', nargs=argparse.REMAINDER)
     args = parser.parse_args()
@@ -154,8 +178,13 @@ def main():
         env['ZRV_SIM_EXIT_LOG'] = exit_log
         if args.png and os.path.exists(args.png):
             os.remove(args.png)
-        command = [part.replace('{pages}', pages) for part in view]
-        code, out, err = run_view(command, env, args.signal_after)
+        port = str(free_port()) if args.devtools else ''
+        command = [part.replace('{pages}', pages).replace('{port}', port) for part in view]
+        browser = []
+        code, out, err = run_view(command, env, args.signal_after,
+                                  lambda: browser.append(devtools_browser(port)))
+        if args.devtools and browser != [args.devtools]:
+            failures.append(f'remote debugging on port {port}: {browser}, expected {args.devtools}')
         if server is not None:
             server.shutdown()
             server.server_close()
@@ -172,7 +201,8 @@ def main():
                     want = expected[i] if i < len(expected) else '<none>'
                     if got != want:
                         failures.append(f'  line {i + 1}: got  {got}\n  line {i + 1}: want {want}')
-        for line in (text.replace('{elsewhere}', elsewhere) for text in args.stderr_line):
+        for line in (text.replace('{elsewhere}', elsewhere).replace('{port}', port)
+                     .replace('{pages}', pages) for text in args.stderr_line):
             if line not in err:
                 failures.append(f'stderr lacks the line: {line}')
         log = open(exit_log, encoding='utf-8').read().splitlines() if os.path.exists(exit_log) else None

@@ -103,6 +103,7 @@ int run(int argc, char** argv, const Options& options) {
   QApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
   QApplication app(argc, argv);
   QApplication::setApplicationName("zarvo_view");
+  QApplication::setApplicationVersion(ZARVO_VIEW_VERSION);
   QApplication::setQuitOnLastWindowClosed(false);
 
   QString applicationsText;
@@ -139,7 +140,15 @@ int run(int argc, char** argv, const Options& options) {
     bridge.shutDown();
     QApplication::exit(code);
   };
-  QObject::connect(page.get(), &QWebEnginePage::windowCloseRequested, [&] { finish(kExitOk); });
+  bool screenshotPending = !options.screenshot.empty();
+  QObject::connect(page.get(), &QWebEnginePage::windowCloseRequested, [&] {
+    if (screenshotPending && !finished) {
+      problem("the page closed before the screenshot was taken");
+      finish(kExitFailed);
+      return;
+    }
+    finish(kExitOk);
+  });
   QObject::connect(&app, &QApplication::lastWindowClosed, [&] { finish(kExitOk); });
 
   QuitSignals quitSignals;
@@ -166,6 +175,7 @@ int run(int argc, char** argv, const Options& options) {
     QObject::connect(page.get(), &QWebEnginePage::loadFinished, screenshot.get(),
                      &Screenshot::pageLoaded);
     QObject::connect(screenshot.get(), &Screenshot::saved, [&](const QString& failure) {
+      screenshotPending = false;
       if (!failure.isEmpty()) problem(failure.toStdString());
       finish(failure.isEmpty() ? kExitOk : kExitFailed);
     });
