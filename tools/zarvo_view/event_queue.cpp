@@ -57,7 +57,7 @@ void EventQueue::drain() {
     const size_t end = std::min(taken.size(), first + kBatch);
     QStringList texts;
     texts.reserve(static_cast<int>(end - first));
-    for (size_t i = first; i < end; ++i) texts.push_back(std::move(taken[i]));
+    for (size_t i = first; i < end; ++i) texts.push_back(taken[i]);  // shares, no copy
     emit events(texts);
   }
 }

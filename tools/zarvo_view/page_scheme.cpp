@@ -23,7 +23,7 @@ QString fileInside(const QString& root, const QString& path) {
   const QString cleaned = QDir::cleanPath(root + '/' + path);
   const QFileInfo info(cleaned);
   if (!info.exists() || !info.isFile()) return QString();
-  const QString canonical = info.canonicalFilePath();
+  QString canonical = info.canonicalFilePath();
   if (!canonical.startsWith(root + '/')) return QString();
   return canonical;
 }
