@@ -123,9 +123,9 @@ def devtools_browser(port):
         return f'error: {error}'
 
 
-def run_view(command, env, signal_after, on_signal_line=None):
+def run_view(command, env, signal_after, on_signal_line=None, signal_number=signal.SIGTERM):
     """Runs the view; once a stdout line equals `signal_after`, calls `on_signal_line` and sends
-    SIGTERM."""
+    the signal."""
     process = subprocess.Popen(command, env=env, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     lines = []
 
@@ -136,7 +136,7 @@ def run_view(command, env, signal_after, on_signal_line=None):
             if signal_after is not None and line == signal_after:
                 if on_signal_line is not None:
                     on_signal_line()
-                process.send_signal(signal.SIGTERM)
+                process.send_signal(signal_number)
 
     reader = threading.Thread(target=read_stdout)
     reader.start()
@@ -157,7 +157,8 @@ def main():
     parser.add_argument('--log-line', action='append', default=[], help='a line the exit log holds')
     parser.add_argument('--log-lacks', action='append', default=[],
                         help='text that no exit-log line contains')
-    parser.add_argument('--signal-after', help='send SIGTERM once stdout shows this line')
+    parser.add_argument('--signal-after', help='send a signal once stdout shows this line')
+    parser.add_argument('--signal', choices=['TERM', 'INT'], default='TERM', help='which signal')
     parser.add_argument('--devtools', metavar='BROWSER',
                         help='{port} is a free port; at --signal-after, its /json/version must '
                              'name this browser')
@@ -182,7 +183,8 @@ def main():
         command = [part.replace('{pages}', pages).replace('{port}', port) for part in view]
         browser = []
         code, out, err = run_view(command, env, args.signal_after,
-                                  lambda: browser.append(devtools_browser(port)))
+                                  lambda: browser.append(devtools_browser(port)) if args.devtools
+                                  else None, getattr(signal, 'SIG' + args.signal))
         if args.devtools and browser != [args.devtools]:
             failures.append(f'remote debugging on port {port}: {browser}, expected {args.devtools}')
         if server is not None:
