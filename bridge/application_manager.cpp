@@ -3,46 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "fs/standard_directories.h"
-
-namespace zarvo {
-
-Application::~Application() {
-  disconnect();
-}
-
-void Application::onEvent(const std::string& /*type*/, const pocketjson::Value& /*data*/) {}
-
-void Application::onDidDisconnect() {}
-
-void Application::connect(const std::string& name, const std::string& clientName) {
-  // One handle per object: a reconnect closes the previous connection first.
-  if (handle != nullptr) {
-    disconnect();
-  }
-  handle = ZrvConnectApplication(name.c_str(), clientName.c_str());
-  // Registered whatever the outcome above, so a refused connection hands the library a null
-  // handle here; the library ignores it.
-  ZrvSetApplicationDidDisconnectCallback(handle, OnApplicationDidDisconnect, this);
-}
-
-void Application::disconnect() {
-  if (handle == nullptr) {
-    return;
-  }
-  ZrvDisconnectApplication(handle);
-  handle = nullptr;
-}
-
-void OnApplicationDidDisconnect(void* context) {
-  if (context == nullptr) {
-    return;
-  }
-  // The object keeps its handle and its registry entry: the page decides when to disconnect.
-  static_cast<Application*>(context)->onDidDisconnect();
-}
-
-}  // namespace zarvo
+#include "fs/client_name.h"
 
 namespace bridge {
 
@@ -56,7 +17,7 @@ bool ApplicationManager::connect(const std::string& name) {
   if (applications_.find(name) != applications_.end()) {
     return false;
   }
-  const std::string clientName = clientNameFromPath(fs::executable_path().text());
+  const std::string clientName = fs::client_name();
 
   // Held by a unique_ptr until the map owns it, so a failed insertion still closes the connection.
   std::unique_ptr<zarvo::Application> application(new Application(name));
@@ -74,11 +35,9 @@ bool ApplicationManager::disconnect(const std::string& name) {
   if (entry == applications_.end()) {
     return false;
   }
-  // The object goes first (its destructor closes the connection), the entry second.
-  if (entry->second != nullptr) {
-    delete entry->second;
-    entry->second = nullptr;
-  }
+  // The object goes first (its destructor closes the connection), the entry second. A null
+  // pointer, which connect() never maps, is simply not destroyed.
+  if (entry->second != nullptr) delete entry->second;
   applications_.erase(entry);
   return true;
 }
@@ -94,28 +53,14 @@ zarvo::Application* ApplicationManager::applicationWithName(const std::string& n
 
 void ApplicationManager::clear() {
   // The map iterates in ascending name order, which is the order the connections close in.
-  for (auto& entry : applications_) {
-    if (entry.second != nullptr) {
-      delete entry.second;
-      entry.second = nullptr;
-    }
+  for (const auto& entry : applications_) {
+    if (entry.second != nullptr) delete entry.second;
   }
   applications_.clear();
 }
 
 std::string ApplicationManager::clientNameFromPath(const std::string& executablePath) {
-  // A separator or dot at position 0 counts as not found; this is kept on purpose, so "/viewer"
-  // has no file name and ".hidden" has no extension.
-  const std::string::size_type slash = executablePath.rfind('/');
-  std::string fileName;
-  if (slash != std::string::npos && slash != 0) {
-    fileName = executablePath.substr(slash + 1);
-  }
-  const std::string::size_type dot = fileName.rfind('.');
-  if (dot == std::string::npos || dot == 0) {
-    return fileName;
-  }
-  return fileName.substr(0, dot);
+  return fs::client_name_of(executablePath);
 }
 
 }  // namespace bridge

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "bridge/messages.h"
 #include "bridge_helper.h"
 #include "pocketjson/parser.h"
 #include "pocketjson/serializer.h"
@@ -36,10 +37,9 @@ void parseRequestText(const char* text, pocketjson::Value& out) {
     }
   }
 
-  const pocketjson::ParseOption option;  // all flags clear
   pocketjson::Parser parser;
   pocketjson::Parser::RawIterator iterator(first, last);
-  static_cast<void>(parser.parse_value(&out, nullptr, iterator, option));
+  static_cast<void>(parser.parse_value(&out, nullptr, iterator, pocketjson::ParseOption::kStrict));
 
   // A top-level parse would now check for text after the value ("Gabage string exists after
   // json string."). Here that verdict is thrown away together with the parser's own message: a
@@ -114,8 +114,8 @@ BridgeResult BridgeTemplate::execute(const char* options, const char* parameters
   } catch (const BridgeResultError& error) {
     result = error;
   } catch (...) {
-    result = BridgeResultError(kBridgeStatusInternalServerError, "UnknownError",
-                               "Unknown error occurred.");
+    result = BridgeResultError(kBridgeStatusInternalServerError, messages::kUnknownError,
+                               messages::kUnknownErrorOccurred);
   }
 
   onEndBridge(data, result);
@@ -127,29 +127,26 @@ void BridgeTemplate::onBeginBridge(const BridgeData& /*data*/) {}
 void BridgeTemplate::onEndBridge(const BridgeData& /*data*/, const BridgeResult& /*result*/) {}
 
 BridgeResult BridgeTemplate::Get(const BridgeData& /*data*/) {
-  throw BridgeResultError(kBridgeStatusMethodNotAllowed, "MethodError",
-                          "GET method is not allowed.");
+  throw BridgeResultError(kBridgeStatusMethodNotAllowed, messages::kMethodError,
+                          messages::kGetNotAllowed);
 }
 
 BridgeResult BridgeTemplate::Put(const BridgeData& /*data*/) {
-  throw BridgeResultError(kBridgeStatusMethodNotAllowed, "MethodError",
-                          "PUT method is not allowed.");
+  throw BridgeResultError(kBridgeStatusMethodNotAllowed, messages::kMethodError,
+                          messages::kPutNotAllowed);
 }
 
 BridgeResult BridgeTemplate::Post(const BridgeData& /*data*/) {
-  throw BridgeResultError(kBridgeStatusMethodNotAllowed, "MethodError",
-                          "POST method is not allowed.");
+  throw BridgeResultError(kBridgeStatusMethodNotAllowed, messages::kMethodError,
+                          messages::kPostNotAllowed);
 }
 
 BridgeResult BridgeTemplate::Delete(const BridgeData& /*data*/) {
-  throw BridgeResultError(kBridgeStatusMethodNotAllowed, "MethodError",
-                          "DELETE method is not allowed.");
+  throw BridgeResultError(kBridgeStatusMethodNotAllowed, messages::kMethodError,
+                          messages::kDeleteNotAllowed);
 }
 
 std::string BridgeTemplate::envelope(const BridgeResult& result) {
-  const pocketjson::Serializer serializer;
-  const pocketjson::Serializer::Attributes attributes;  // compact: no pretty, empty strings
-  const int depth = -1;
   std::string text;
 
   if (!result.hasError() || result.error.details.isNull()) {
@@ -168,7 +165,7 @@ std::string BridgeTemplate::envelope(const BridgeResult& result) {
     } else {
       text += "{\"error\":null,\"value\":";
     }
-    if (serializer.serialize(text, result.value, attributes, depth, nullptr)) text += '}';
+    if (pocketjson::Serializer::appendCompact(text, result.value)) text += '}';
     return text;
   }
 
@@ -181,7 +178,7 @@ std::string BridgeTemplate::envelope(const BridgeResult& result) {
   error["name"] = result.error.name;
   error["message"] = result.error.message;
   envelope["value"] = result.value;
-  static_cast<void>(serializer.serialize(text, envelope, attributes, depth, nullptr));
+  static_cast<void>(pocketjson::Serializer::appendCompact(text, envelope));
   return text;
 }
 

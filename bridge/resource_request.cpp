@@ -1,6 +1,7 @@
 #include "bridge/resource_request.h"
 
 #include "bridge/application_manager.h"
+#include "bridge/messages.h"
 #include "pocketjson/parser.h"
 
 namespace bridge {
@@ -10,18 +11,18 @@ std::string fieldText(const pocketjson::Value& holder, const std::string& key) {
 }
 
 void throwNameIsEmpty() {
-  throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                          "URI parameter 'name' is empty.");
+  throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                          messages::kNameIsEmpty);
 }
 
 void throwApplicationIsNotExisted() {
-  throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                          "Application instance is not existed.");
+  throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                          messages::kApplicationIsNotExisted);
 }
 
 void throwNoResponse() {
-  throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
-                          "No response from the application.");
+  throw BridgeResultError(kBridgeStatusInternalServerError, messages::kInternalError,
+                          messages::kNoResponse);
 }
 
 zarvo::Application& connectedApplication(const std::string& name) {
@@ -39,7 +40,7 @@ zarvo::Application& applicationNamedIn(const BridgeData& data) {
 pocketjson::Value readApplicationText(const char* json) {
   pocketjson::Value value;
   pocketjson::Parser parser;
-  static_cast<void>(parser.tryParse(value, json, pocketjson::ParseOption(3)));
+  static_cast<void>(parser.tryParse(value, json, pocketjson::ParseOption::kLenient));
   return value;
 }
 

@@ -40,8 +40,8 @@ zarvo::Application& connectedApplication(const std::string& name);
 zarvo::Application& applicationNamedIn(const BridgeData& data);
 
 // An answer or event payload text from the application, read leniently: a byte-order mark is
-// skipped, a trailing comma accepted and text after the value ignored (parse option 3). What the
-// parser built stands even when the text is not valid JSON; the parse error is dropped.
+// skipped, a trailing comma accepted and text after the value ignored (ParseOption::kLenient). What
+// the parser built stands even when the text is not valid JSON; the parse error is dropped.
 pocketjson::Value readApplicationText(const char* json);
 
 }  // namespace bridge

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "bridge/application_manager.h"
+#include "bridge/messages.h"
 #include "bridge/resource_request.h"
 
 namespace bridge {
@@ -13,8 +14,8 @@ BridgeResult ZarvoApplication::Post(const BridgeData& data) {
   // One message for both an already-connected name and a refused connection: the registry
   // does not tell them apart.
   if (!ApplicationManager::Shared().connect(name)) {
-    throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
-                            "Failed to connect application.");
+    throw BridgeResultError(kBridgeStatusInternalServerError, messages::kInternalError,
+                            messages::kFailedToConnect);
   }
   return BridgeResult::ok();
 }
@@ -27,8 +28,8 @@ BridgeResult ZarvoApplication::Delete(const BridgeData& data) {
   // Unreachable with the current registry, whose disconnect fails only for an unknown name; kept
   // so that a registry with other failure modes is still reported.
   if (!registry.disconnect(name)) {
-    throw BridgeResultError(kBridgeStatusInternalServerError, "InternalError",
-                            "Failed to disconnect application.");
+    throw BridgeResultError(kBridgeStatusInternalServerError, messages::kInternalError,
+                            messages::kFailedToDisconnect);
   }
   return BridgeResult::ok();
 }

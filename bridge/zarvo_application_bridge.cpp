@@ -2,7 +2,8 @@
 
 #include <string>
 
-#include "bridge/application_manager.h"
+#include "bridge/application.h"
+#include "bridge/messages.h"
 #include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
@@ -13,7 +14,8 @@ BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
   zarvo::Application& application = applicationNamedIn(data);
   const std::string uri = fieldText(data.body, "uri");
   if (uri.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError", "uri is empty string.");
+    throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                            messages::kUriIsEmpty);
   }
   const pocketjson::Value& requestData = data.body.get("requestData");
   const pocketjson::Value& settings = data.body.get("settings");
@@ -21,22 +23,19 @@ BridgeResult ZarvoApplicationBridge::Post(const BridgeData& data) {
 
   // An absent member is the shared null value and serializes as "null". The serializer's result
   // is not examined.
-  const pocketjson::Serializer serializer;
-  std::string requestDataText;
-  serializer.serialize(requestDataText, requestData, pocketjson::Serializer::Attributes(), -1,
-                       nullptr);
-  std::string settingsText;
-  serializer.serialize(settingsText, settings, pocketjson::Serializer::Attributes(), -1, nullptr);
+  const std::string requestDataText = pocketjson::Serializer::compact(requestData);
+  const std::string settingsText = pocketjson::Serializer::compact(settings);
 
   zarvo::BridgeCrossResponse response;
   if (ZrvBridgeCross(application.handle, target.c_str(), uri.c_str(), settingsText.c_str(),
                      requestDataText.c_str(), zarvo::OnBridgeResponse, &response) == 0) {
-    // The record is filled as for a failed exchange, although only `received` decides below and
-    // this error object never reaches the page.
+    // The record is filled as for a failed exchange. Only `received` decides below, so the status
+    // and this error object are discarded and never reach the page: deliberate dead stores,
+    // required behaviour that is kept as it is (the record must look like a failed exchange).
     response.received = false;
     response.statusCode = 500;
-    response.data["error"]["name"] = "InternalError";
-    response.data["error"]["message"] = "No response or disconnected from application.";
+    response.data["error"]["name"] = messages::kInternalError;
+    response.data["error"]["message"] = messages::kNoResponseOrDisconnected;
   }
   if (!response.received) throwNoResponse();
 

@@ -12,7 +12,7 @@
 //
 // The result value is {"data":<answer>,"statuscode":<status>}. The application's own status,
 // whatever it is, travels inside a status-200 result; an answer that is not valid JSON is not an
-// error either (parse option 3, errors dropped).
+// error either (ParseOption::kLenient, errors dropped).
 //
 // Failure (checked in this order):
 //   empty name                        400 "BadRequestError" "URI parameter 'name' is empty."

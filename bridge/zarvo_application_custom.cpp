@@ -3,7 +3,8 @@
 #include <cstring>
 #include <string>
 
-#include "bridge/application_manager.h"
+#include "bridge/application.h"
+#include "bridge/messages.h"
 #include "bridge/resource_request.h"
 #include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
@@ -14,16 +15,15 @@ BridgeResult ZarvoApplicationCustom::Post(const BridgeData& data) {
   zarvo::Application& application = applicationNamedIn(data);
   const std::string type = fieldText(data.body, "type");
   if (type.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError", "type is empty string.");
+    throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                            messages::kTaskTypeIsEmpty);
   }
   const pocketjson::Value& taskData = data.body.get("data");
   const std::string target = fieldText(data.body, "target");
 
   // An absent member is the shared null value and serializes as "null"; the result is not
   // examined.
-  std::string taskDataText;
-  pocketjson::Serializer().serialize(taskDataText, taskData, pocketjson::Serializer::Attributes(),
-                                     -1, nullptr);
+  const std::string taskDataText = pocketjson::Serializer::compact(taskData);
 
   zarvo::CustomTaskResponse response;
   if (ZrvExecuteCustomTask(application.handle, target.c_str(), type.c_str(), taskDataText.c_str(),
@@ -51,8 +51,8 @@ void OnCustomTaskResponse(const char* type, const char* json, void* context) {
   response->received = 1;
   // The first text is taken whole and uninterpreted.
   response->type.assign(type, std::strlen(type));
-  // Parsed exactly as a bridge-cross answer: option 3, the value replaces `data` whatever the
-  // parse reported.
+  // Parsed exactly as a bridge-cross answer: ParseOption::kLenient, the value replaces `data`
+  // whatever the parse reported.
   response->data = bridge::readApplicationText(json);
 }
 

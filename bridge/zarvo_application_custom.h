@@ -10,7 +10,7 @@
 // on the calling thread; the record is not locked.
 //
 // The result value is {"data":<answer>,"type":<type text>}, "type" present also when empty. An
-// answer that is not valid JSON is not an error (parse option 3, errors dropped).
+// answer that is not valid JSON is not an error (ParseOption::kLenient, errors dropped).
 //
 // Failure (checked in this order):
 //   empty name                         400 "BadRequestError" "URI parameter 'name' is empty."

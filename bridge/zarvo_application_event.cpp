@@ -2,10 +2,9 @@
 
 #include <string>
 
-#include "bridge/application_manager.h"
+#include "bridge/application.h"
+#include "bridge/messages.h"
 #include "bridge/resource_request.h"
-#include "bridge_helper.h"
-#include "pocketjson/serializer.h"
 #include "zarvo_x64.h"
 
 namespace bridge {
@@ -27,8 +26,8 @@ EventRequest readEventRequest(const BridgeData& data) {
   request.type = fieldText(data.parameters, "type");
   if (name.empty()) throwNameIsEmpty();
   if (request.type.empty()) {
-    throw BridgeResultError(kBridgeStatusBadRequest, "BadRequestError",
-                            "URI parameter 'type' is empty.");
+    throw BridgeResultError(kBridgeStatusBadRequest, messages::kBadRequestError,
+                            messages::kTypeIsEmpty);
   }
   request.application = &connectedApplication(name);
   request.target = fieldText(data.body, "target");
@@ -57,20 +56,6 @@ BridgeResult ZarvoApplicationEvent::Delete(const BridgeData& data) {
   return BridgeResult::ok();
 }
 
-void Application::onEvent(const std::string& type, const pocketjson::Value& data) {
-  pocketjson::Value event;
-  event["app"] = name;
-  event["type"] = type;
-  event["data"] = data;
-
-  pocketjson::Serializer::Attributes compact;
-  compact.pretty = false;
-  std::string text;
-  // The serializer's result is not consulted: whatever it wrote is dispatched.
-  pocketjson::Serializer().serialize(text, event, compact, -1, nullptr);
-  BridgeHelperDispatchEvent("zarvoEvent", text.c_str());
-}
-
 }  // namespace bridge
 
 namespace zarvo {
@@ -79,8 +64,8 @@ void OnEvent(const char* type, const char* json, void* context) {
   if (context == nullptr) {
     return;
   }
-  // Option 3: a trailing comma is accepted and text after the payload is ignored. A failed parse
-  // still produces an event, carrying whatever value the parser left.
+  // ParseOption::kLenient: a trailing comma is accepted and text after the payload is ignored. A
+  // failed parse still produces an event, carrying whatever value the parser left.
   static_cast<Application*>(context)->onEvent(type, bridge::readApplicationText(json));
 }
 

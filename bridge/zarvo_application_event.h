@@ -10,10 +10,11 @@
 // the library to decide, and its zero or non-zero result is all that is reported.
 //
 // The registration hands the library zarvo::OnEvent with the application object as context.
-// Whenever the application raises the event, zarvo::OnEvent parses the payload (parse option 3:
-// byte-order mark skipped, trailing comma accepted, trailing text ignored, parse errors dropped)
-// and calls the object's onEvent, which dispatches {"app":…,"data":…,"type":…} through
-// BridgeHelperDispatchEvent. Events never travel in a promise's response.
+// Whenever the application raises the event, zarvo::OnEvent parses the payload
+// (ParseOption::kLenient: byte-order mark skipped, trailing comma accepted, trailing text ignored,
+// parse errors dropped) and calls the object's onEvent, which dispatches
+// {"app":…,"data":…,"type":…} through BridgeHelperDispatchEvent. Events never travel in a promise's
+// response.
 //
 // Threads: Post and Delete run on the host's calling thread. zarvo::OnEvent runs on whatever
 // thread the library delivers events on and dispatches directly on that thread: nothing is

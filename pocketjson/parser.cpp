@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "pocketjson/byte_scan.h"
-#include "pocketjson/number_format.h"
+#include "pocketjson/internal/byte_scan.h"
+#include "pocketjson/internal/number_format.h"
 
 namespace pocketjson {
 
@@ -133,18 +133,55 @@ class Engine {
     std::unique_ptr<Value> scratch;  // target for values of duplicate keys
   };
 
+  // The states of the walk. Each state is one member function that does its work and names the
+  // state that follows; `walk` is the loop that runs them.
+  enum class Step {
+    kValue,        // a value starts here (whitespace first)
+    kOpenArray,    // `p` stands on '['
+    kNextElement,  // `p` stands on '[' or ','
+    kOpenObject,   // `p` stands on '{'
+    kNextMember,   // `p` stands on '{', ',' or a stray byte where a key was expected
+    kValueDone,    // a value has been parsed: continue or close its container
+    kFinished,     // the top-level value is complete
+    kFailed,       // the message (if any) is set
+  };
+
+  // Where the next value goes, and how the walk reports what it reads.
+  struct Cursor {
+    bool documentMode;   // build the document into `target`
+    bool events;         // no document: report to the handler
+    Value* target;       // where the next value goes (document mode)
+    size_t targetIndex;  // its slot in `pending_` when it is an array element, else kNoIndex
+  };
+
   bool walk(Value* out, Start start);
+  Step valueStep(Cursor& cursor);
+  Step openArrayStep(Cursor& cursor);
+  Step nextElementStep(Cursor& cursor);
+  Step openObjectStep(Cursor& cursor);
+  Step nextMemberStep(Cursor& cursor);
+  Step valueDoneStep();
+  bool stringValue(const Cursor& cursor);
+  bool memberKey(Cursor& cursor);
+
   Value& self(Frame& frame) {
     return frame.selfPointer ? *frame.selfPointer : pending_[frame.selfIndex];
   }
   // Moves the array's pending elements into its vector.
   void flushArray(Frame& frame);
 
-  bool fail(const char* message) {
+  // Failures are the rare way out of every state; marked cold so that the normal paths are laid
+  // out straight.
+  [[gnu::cold]] bool fail(const char* message) {
     error_ = message;
     return false;
   }
   bool cancel() { return fail(kHandlerCancelled); }
+  [[gnu::cold]] Step failed(const char* message) {
+    error_ = message;
+    return Step::kFailed;
+  }
+  Step cancelled() { return failed(kHandlerCancelled); }
   void skipSpace() {
     while (p != end && static_cast<unsigned char>(*p) <= ' ' && isSpace(*p)) ++p;
   }
@@ -316,9 +353,9 @@ bool Engine::decodeString(std::string& out) {
   }
 }
 
-// The C library conversion of the number text [first, last), with the documented text rules:
-// 'E' written as 'e', '+' dropped, a zero exponent removed, the first '.' replaced by the
-// locale's decimal point. The from_chars path is taken when it is known to give the same value.
+// The C library conversion of the number text [first, last), after these text rules: 'E' written
+// as 'e', '+' dropped, a zero exponent removed, the first '.' replaced by the locale's decimal
+// point. The from_chars path is taken when it is known to give the same value.
 double Engine::toDouble(const char* first, const char* last, bool hasExponent, bool exponentIsZero,
                         bool& ok) {
   if (!localeKnown_) {
@@ -361,8 +398,8 @@ bool Engine::number(Value* target, bool documentMode) {
   if (negative) ++p;
   if (p == end || !isDigit(*p)) return fail(kNumberNoDigit);
   if (*p == '0' && p + 1 != end && isDigit(p[1])) return fail(kNumberLeadingZero);
-  // The magnitude is a signed 64-bit accumulator in the documented rule; it is kept unsigned here
-  // so that the wrap-around of long digit runs is defined, and compared as signed.
+  // The magnitude is a signed 64-bit accumulator in the integer rule of parser.h; it is kept
+  // unsigned here so that the wrap-around of long digit runs is defined, and compared as signed.
   uint64_t magnitude = 0;
   bool tooLarge = false;
   do {
@@ -414,42 +451,52 @@ bool Engine::number(Value* target, bool documentMode) {
   return true;
 }
 
+// The driver: runs one state after the other until the walk finishes or fails. Nesting lives
+// in `stack_`, never on the native stack.
 bool Engine::walk(Value* out, Start start) {
-  const bool documentMode = out != nullptr;
-  const bool events = !documentMode && handler_ != nullptr;
-  Value* target = out;            // where the next value goes (document mode)
-  size_t targetIndex = kNoIndex;  // its slot in `pending_` when it is an array element
-
-  if (start == Start::kArray) goto openArray;
-  if (start == Start::kObject) goto openObject;
-
-parseValue:
-  skipSpace();
-  if (p == end) return fail(kUnexpectedCharacter);
-  switch (*p) {
-    case '"': {
-      if (documentMode) {
-        // Fast path: no escape before the closing quote, so the text is taken in one piece.
-        const char* q = findQuoteOrBackslash(p + 1, end);
-        if (q != end && *q == '"') {
-          *target = std::string(p + 1, q);
-          p = q + 1;
-          goto valueDone;
-        }
-      }
-      text_.clear();
-      if (!decodeString(text_)) return false;
-      if (documentMode) {
-        *target = text_;
-      } else if (events && !handler_->onString(text_)) {
-        return cancel();
-      }
-      goto valueDone;
+  Cursor cursor{out != nullptr, out == nullptr && handler_ != nullptr, out, kNoIndex};
+  Step step = start == Start::kArray    ? Step::kOpenArray
+              : start == Start::kObject ? Step::kOpenObject
+                                        : Step::kValue;
+  for (;;) {
+    switch (step) {
+      case Step::kValue:
+        step = valueStep(cursor);
+        break;
+      case Step::kOpenArray:
+        step = openArrayStep(cursor);
+        break;
+      case Step::kNextElement:
+        step = nextElementStep(cursor);
+        break;
+      case Step::kOpenObject:
+        step = openObjectStep(cursor);
+        break;
+      case Step::kNextMember:
+        step = nextMemberStep(cursor);
+        break;
+      case Step::kValueDone:
+        step = valueDoneStep();
+        break;
+      case Step::kFinished:
+        return true;
+      case Step::kFailed:
+        return false;
     }
+  }
+}
+
+// Skips whitespace and reads a scalar, or hands an array or object to its opening state.
+Engine::Step Engine::valueStep(Cursor& cursor) {
+  skipSpace();
+  if (p == end) return failed(kUnexpectedCharacter);
+  switch (*p) {
+    case '"':
+      return stringValue(cursor) ? Step::kValueDone : Step::kFailed;
     case '{':
-      goto openObject;
+      return Step::kOpenObject;
     case '[':
-      goto openArray;
+      return Step::kOpenArray;
     case '-':
     case '0':
     case '1':
@@ -461,148 +508,180 @@ parseValue:
     case '7':
     case '8':
     case '9':
-      if (!number(target, documentMode)) return false;
-      goto valueDone;
+      return number(cursor.target, cursor.documentMode) ? Step::kValueDone : Step::kFailed;
     case 't':
-      if (!literal("rue", 3)) return fail(kInvalidBoolean);
-      if (documentMode) {
-        *target = true;
-      } else if (events && !handler_->onBool(true)) {
-        return cancel();
+      if (!literal("rue", 3)) return failed(kInvalidBoolean);
+      if (cursor.documentMode) {
+        *cursor.target = true;
+      } else if (cursor.events && !handler_->onBool(true)) {
+        return cancelled();
       }
-      goto valueDone;
+      return Step::kValueDone;
     case 'f':
-      if (!literal("alse", 4)) return fail(kInvalidBoolean);
-      if (documentMode) {
-        *target = false;
-      } else if (events && !handler_->onBool(false)) {
-        return cancel();
+      if (!literal("alse", 4)) return failed(kInvalidBoolean);
+      if (cursor.documentMode) {
+        *cursor.target = false;
+      } else if (cursor.events && !handler_->onBool(false)) {
+        return cancelled();
       }
-      goto valueDone;
+      return Step::kValueDone;
     case 'n':
-      if (!literal("ull", 3)) return fail(kInvalidNull);
-      if (documentMode) {
-        *target = Value();
-      } else if (events && !handler_->onNull()) {
-        return cancel();
+      if (!literal("ull", 3)) return failed(kInvalidNull);
+      if (cursor.documentMode) {
+        *cursor.target = Value();
+      } else if (cursor.events && !handler_->onNull()) {
+        return cancelled();
       }
-      goto valueDone;
+      return Step::kValueDone;
     default:
-      return fail(kUnexpectedCharacter);
+      return failed(kUnexpectedCharacter);
   }
+}
 
-openArray:
-  // `p` stands on '['. An existing array keeps its elements; the parsed ones are appended.
-  if (documentMode) {
-    target->setType(kArray);
-  } else if (events && !handler_->onStartArray()) {
+// A string value; `p` stands on its opening quote.
+bool Engine::stringValue(const Cursor& cursor) {
+  if (cursor.documentMode) {
+    // Fast path: no escape before the closing quote, so the text is taken in one piece.
+    const char* q = findQuoteOrBackslash(p + 1, end);
+    if (q != end && *q == '"') {
+      *cursor.target = std::string(p + 1, q);
+      p = q + 1;
+      return true;
+    }
+  }
+  text_.clear();
+  if (!decodeString(text_)) return false;
+  if (cursor.documentMode) {
+    *cursor.target = text_;
+  } else if (cursor.events && !handler_->onString(text_)) {
     return cancel();
   }
-  stack_.push_back(Frame{targetIndex == kNoIndex ? target : nullptr, targetIndex, pending_.size(),
-                         nullptr, 0, false, nullptr});
+  return true;
+}
 
-arrayNext:
-  // `p` stands on '[' or ','.
+// `p` stands on '['. An existing array keeps its elements; the parsed ones are appended.
+Engine::Step Engine::openArrayStep(Cursor& cursor) {
+  if (cursor.documentMode) {
+    cursor.target->setType(kArray);
+  } else if (cursor.events && !handler_->onStartArray()) {
+    return cancelled();
+  }
+  stack_.push_back(Frame{cursor.targetIndex == kNoIndex ? cursor.target : nullptr,
+                         cursor.targetIndex, pending_.size(), nullptr, 0, false, nullptr});
+  return Step::kNextElement;
+}
+
+// `p` stands on '[' or ','.
+Engine::Step Engine::nextElementStep(Cursor& cursor) {
   ++p;
   if (p == end) {  // input ends after '[' or ',': the array so far is the result
     flushArray(stack_.back());
     stack_.pop_back();
-    goto valueDone;
+    return Step::kValueDone;
   }
   skipSpace();
   if (p != end && *p == ']') {
     Frame& frame = stack_.back();
-    if (frame.count != 0 && !trailingComma_) return fail(kArrayUnexpectedComma);
-    if (handler_ && !handler_->onEndArray(frame.count)) return cancel();
+    if (frame.count != 0 && !trailingComma_) return failed(kArrayUnexpectedComma);
+    if (handler_ && !handler_->onEndArray(frame.count)) return cancelled();
     ++p;
     flushArray(frame);
     stack_.pop_back();
-    goto valueDone;
+    return Step::kValueDone;
   }
-  if (documentMode) {
-    targetIndex = pending_.size();
+  if (cursor.documentMode) {
+    cursor.targetIndex = pending_.size();
     pending_.emplace_back();
-    target = &pending_.back();  // valid until `pending_` grows, i.e. until this value is set
+    cursor.target = &pending_.back();  // valid until `pending_` grows, i.e. until this value is set
   }
-  goto parseValue;
+  return Step::kValue;
+}
 
-openObject:
-  // `p` stands on '{'. An existing object keeps its members.
-  if (documentMode) {
-    if (target->type() != kObject) target->setType(kObject);
-  } else if (events && !handler_->onStartObject()) {
-    return cancel();
+// `p` stands on '{'. An existing object keeps its members.
+Engine::Step Engine::openObjectStep(Cursor& cursor) {
+  if (cursor.documentMode) {
+    if (cursor.target->type() != kObject) cursor.target->setType(kObject);
+  } else if (cursor.events && !handler_->onStartObject()) {
+    return cancelled();
   }
-  stack_.push_back(Frame{targetIndex == kNoIndex ? target : nullptr, targetIndex, pending_.size(),
-                         nullptr, 0, true, nullptr});
+  stack_.push_back(Frame{cursor.targetIndex == kNoIndex ? cursor.target : nullptr,
+                         cursor.targetIndex, pending_.size(), nullptr, 0, true, nullptr});
+  return Step::kNextMember;
+}
 
-objectNext:
-  // `p` stands on '{', ',' or a stray byte where a key was expected.
+// `p` stands on '{', ',' or a stray byte where a key was expected.
+Engine::Step Engine::nextMemberStep(Cursor& cursor) {
   ++p;
   if (p == end) {  // input ends after '{' or ',': the object so far is the result
     stack_.pop_back();
-    goto valueDone;
+    return Step::kValueDone;
   }
   skipSpace();
   if (p == end) {  // whitespace up to the end where a key was expected: end the object here
     stack_.pop_back();
-    goto valueDone;
+    return Step::kValueDone;
   }
   if (*p == '}') {
     Frame& frame = stack_.back();
-    if (frame.count != 0 && !trailingComma_) return fail(kObjectUnexpectedComma);
-    if (handler_ && !handler_->onEndObject(frame.count)) return cancel();
+    if (frame.count != 0 && !trailingComma_) return failed(kObjectUnexpectedComma);
+    if (handler_ && !handler_->onEndObject(frame.count)) return cancelled();
     ++p;
     stack_.pop_back();
-    goto valueDone;
+    return Step::kValueDone;
   }
-  if (*p != '"') goto objectNext;  // stray bytes where a key is expected are skipped
+  if (*p != '"') return Step::kNextMember;  // stray bytes where a key is expected are skipped
+  return memberKey(cursor) ? Step::kValue : Step::kFailed;
+}
+
+// A member's key and ':'; `p` stands on the key's opening quote. In document mode the member's
+// slot becomes the target of the value that follows.
+bool Engine::memberKey(Cursor& cursor) {
   text_.clear();
   if (!decodeString(text_)) return false;
   if (handler_ && !handler_->onKey(text_)) return cancel();
   skipSpace();
   if (p == end || *p != ':') return fail(kObjectUnexpectedString);
   ++p;
-  if (documentMode) {
+  if (cursor.documentMode) {
     Frame& frame = stack_.back();
     if (!frame.members) frame.members = &self(frame).mutableObject();
     Value::Object& members = *frame.members;
-    targetIndex = kNoIndex;
+    cursor.targetIndex = kNoIndex;
     // The end is the right hint when members arrive in ascending order; otherwise the map
     // searches as usual. An unchanged size means the key was already there.
     const size_t before = members.size();
     auto slot = members.try_emplace(members.end(), text_);
     if (members.size() != before) {
-      target = &slot->second;
+      cursor.target = &slot->second;
     } else {
       if (!frame.scratch) frame.scratch.reset(new Value());
-      target = frame.scratch.get();
+      cursor.target = frame.scratch.get();
     }
   }
-  goto parseValue;
+  return true;
+}
 
-valueDone:
-  // A value (scalar or container) has been parsed successfully.
-  if (stack_.empty()) return true;
-  {
-    Frame& frame = stack_.back();
-    ++frame.count;
-    if (frame.scratch) *frame.scratch = Value();
-    skipSpace();
-    if (frame.isObject) {
-      if (p == end || (*p != ',' && *p != '}')) return fail(kObjectUnexpectedString);
-      if (*p == ',') goto objectNext;
-      if (handler_ && !handler_->onEndObject(frame.count)) return cancel();
-    } else {
-      if (p == end || (*p != ',' && *p != ']')) return fail(kArrayUnexpectedString);
-      if (*p == ',') goto arrayNext;
-      if (handler_ && !handler_->onEndArray(frame.count)) return cancel();
-      flushArray(frame);
-    }
-    ++p;
-    stack_.pop_back();
+// A value (scalar or container) has been parsed successfully: the next element or member
+// follows, or its container closes (and is in turn a completed value).
+Engine::Step Engine::valueDoneStep() {
+  if (stack_.empty()) return Step::kFinished;
+  Frame& frame = stack_.back();
+  ++frame.count;
+  if (frame.scratch) *frame.scratch = Value();
+  skipSpace();
+  if (frame.isObject) {
+    if (p == end || (*p != ',' && *p != '}')) return failed(kObjectUnexpectedString);
+    if (*p == ',') return Step::kNextMember;
+    if (handler_ && !handler_->onEndObject(frame.count)) return cancelled();
+  } else {
+    if (p == end || (*p != ',' && *p != ']')) return failed(kArrayUnexpectedString);
+    if (*p == ',') return Step::kNextElement;
+    if (handler_ && !handler_->onEndArray(frame.count)) return cancelled();
+    flushArray(frame);
   }
-  goto valueDone;
+  ++p;
+  stack_.pop_back();
+  return Step::kValueDone;
 }
 
 }  // namespace

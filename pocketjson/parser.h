@@ -15,11 +15,14 @@
 //   * a leading UTF-8 byte-order mark is skipped by `parse`: each of the bytes EF, BB, BF is
 //     skipped when it is the next byte, independently, so any part of the mark goes too;
 //   * duplicate object keys: the first occurrence wins;
-//   * ParseOption bit 0 allows a trailing comma, bit 1 disables the trailing-text check;
+//   * ParseOption::kAllowTrailingComma (bit 0) allows a trailing comma,
+//     ParseOption::kIgnoreTrailingText (bit 1) disables the trailing-text check;
 //   * a NUL byte after the top-level value counts as the end of the text.
-// Integers: 19-digit magnitudes are accumulated by the digit rule documented in parser.cpp;
-// numbers with a fraction, a non-zero exponent or an '8'/'9' digit past the 64-bit threshold are
-// doubles. Out-of-range doubles become infinities.
+// Integers: the magnitude is accumulated digit by digit (times 10 plus the digit) while it is at
+// most 922337203685477579; past that, a digit up to '7' is still accumulated (so a 19-digit value
+// above the 64-bit range wraps around) and an '8' or '9' makes the number too large. Numbers with
+// a fraction, a non-zero exponent or too large for an integer are doubles ("12e0" is the integer
+// 12). Out-of-range doubles become infinities.
 //
 // Failure: every parse function returns false on failure and leaves one English message in
 // `error()` (no line or column). A lone low surrogate escape ("\uDC00".."\uDFFF") fails with an
@@ -47,11 +50,14 @@
 
 namespace pocketjson {
 
-// Parse options: a bit set.
+// Parse options: a bit set. Pass the named flags, e.g. `ParseOption::kLenient`, rather than
+// their numbers.
 struct ParseOption {
   enum Flag : uint8_t {
+    kStrict = 0,              //!< no flag: plain JSON, nothing allowed after the value
     kAllowTrailingComma = 1,  //!< accept a ',' directly before ']' or '}'
     kIgnoreTrailingText = 2,  //!< do not check for text after the top-level value
+    kLenient = kAllowTrailingComma | kIgnoreTrailingText,  //!< both of the above
   };
   ParseOption() = default;
   ParseOption(uint8_t bits) : flags(bits) {}  // NOLINT(google-explicit-constructor)
@@ -90,7 +96,7 @@ class Parser {
   using RawIterator = Iterator<const char*>;
 
   // Top-level parse in document mode: skips a (partial) byte-order mark, parses one value into
-  // `out` and, unless option bit 1, fails on non-whitespace text after it. Returns the error
+  // `out` and, unless kIgnoreTrailingText, fails on non-whitespace text after it. Returns the error
   // message, empty on success (and also on the silent lone-low-surrogate failure; use
   // `tryParse` when that difference matters).
   std::string parse(Value& out, const std::string& text, const ParseOption& option = {});

@@ -24,9 +24,13 @@ bool Serializer::serialize(std::string& out, const Value& value, const Attribute
   return detail::writeTree(sink, value, attributes, depth, error);
 }
 
+bool Serializer::appendCompact(std::string& out, const Value& value) {
+  return Serializer().serialize(out, value, Attributes(), -1, nullptr);
+}
+
 std::string Serializer::compact(const Value& value) {
   std::string text;
-  Serializer().serialize(text, value, Attributes(), -1, nullptr);
+  static_cast<void>(appendCompact(text, value));
   return text;
 }
 

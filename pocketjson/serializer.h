@@ -57,8 +57,10 @@ class Serializer {
   bool serialize(std::string& out, const Value& value, const Attributes& attributes,
                  const int& depth, std::string* error) const;
 
-  // Convenience: the compact text of `value` (default attributes, depth -1, result ignored as the
-  // system's callers do).
+  // Compact JSON, the form the system writes everywhere (default attributes, depth -1):
+  // `appendCompact` appends the text of `value` to `out` and returns false on a NaN/infinite
+  // double (the text written up to it stays); `compact` returns the text, ignoring that result.
+  static bool appendCompact(std::string& out, const Value& value);
   static std::string compact(const Value& value);
   // Convenience: pretty text with the given indent unit and "\n", depth 0.
   static std::string pretty(const Value& value, const std::string& indentUnit = "  ");
@@ -84,6 +86,6 @@ class Double {
 
 }  // namespace pocketjson
 
-#include "pocketjson/serializer_impl.h"  // template definitions
+#include "pocketjson/internal/serializer_impl.h"  // template definitions
 
 #endif  // POCKETJSON_SERIALIZER_H

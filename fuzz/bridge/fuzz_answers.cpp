@@ -9,7 +9,8 @@
 //   byte 1-2 bridge-cross status (int16, little endian)
 //   texts    answer/payload, custom-task type (default "done"), event type (default "progress")
 //
-// Expected texts, built from the same answer parsed the way the bridge parses it (option 3):
+// Expected texts, built from the same answer parsed the way the bridge parses it
+// (ParseOption::kLenient):
 //   {"error":null,"value":{"data":<answer>,"statuscode":<status>}}
 //   {"error":null,"value":{"data":<answer>,"type":<type>}}
 //   zarvoEvent {"app":"viewer","data":<payload>,"type":<event type>}

@@ -117,7 +117,7 @@ void resourceCall(Session& session, Resource resource, const std::string& option
     pocketjson::Parser parser;
     pocketjson::Parser::TextIterator it(text.cbegin() + static_cast<std::ptrdiff_t>(skip),
                                         text.cend());
-    parser.parse_value(&params, nullptr, it, pocketjson::ParseOption(0));
+    parser.parse_value(&params, nullptr, it, pocketjson::ParseOption::kStrict);
   }
   const std::string name = params.get("name").toString("");
   const bool wasConnected = !name.empty() && registry.contains(name);

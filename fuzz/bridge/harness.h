@@ -129,21 +129,21 @@ inline void resetSimulator(int threads) {
 // Strict parse; true when `text` is one complete JSON value.
 inline bool parseStrict(const std::string& text, pocketjson::Value& out) {
   pocketjson::Parser parser;
-  return parser.tryParse(out, text, pocketjson::ParseOption(0));
+  return parser.tryParse(out, text, pocketjson::ParseOption::kStrict);
 }
 
-// The value the bridge makes of an answer or event payload text (option 3, errors dropped).
+// The value the bridge makes of an answer or event payload text (ParseOption::kLenient, errors
+// dropped).
 inline pocketjson::Value parseLenient(const std::string& text) {
   pocketjson::Value out;
   pocketjson::Parser parser;
-  parser.tryParse(out, text, pocketjson::ParseOption(3));
+  parser.tryParse(out, text, pocketjson::ParseOption::kLenient);
   return out;
 }
 
 // The compact text of `value` and whether it could be written completely.
 inline bool compactText(const pocketjson::Value& value, std::string& out) {
-  pocketjson::Serializer::Attributes compact;
-  return pocketjson::Serializer().serialize(out, value, compact, -1, nullptr);
+  return pocketjson::Serializer::appendCompact(out, value);
 }
 
 // True when the value holds a double that JSON cannot express (the serializer stops there).

@@ -1,4 +1,4 @@
-// The standard directories and the running executable's path.
+// The standard directories, the running executable's path and its client name.
 #include "fs/standard_directories.h"
 
 #include <limits.h>
@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "fs/client_name.h"
 
 namespace {
 
@@ -177,3 +179,28 @@ TEST(FsBundleDirectory, ResultIsNotNormalisedAgain) {
 }
 
 }  // namespace
+
+TEST(FsClientName, FileNameWithoutItsLastExtension) {
+  EXPECT_EQ(fs::client_name_of("/opt/viewer/bin/viewer.bin"), "viewer");
+  EXPECT_EQ(fs::client_name_of("/usr/bin/viewer"), "viewer");
+  EXPECT_EQ(fs::client_name_of("/usr/lib/app.beta.run"), "app.beta");
+  EXPECT_EQ(fs::client_name_of("/a/b."), "b");
+  EXPECT_EQ(fs::client_name_of("/a.d/b"), "b");
+  EXPECT_EQ(fs::client_name_of("/a/b\\c.d"), "b\\c");
+}
+
+TEST(FsClientName, SeparatorOrDotAtPositionZeroCountsAsNone) {
+  EXPECT_EQ(fs::client_name_of("/usr/bin/.hidden"), ".hidden");
+  EXPECT_EQ(fs::client_name_of("/usr/bin/.hidden.x"), ".hidden");
+  EXPECT_EQ(fs::client_name_of("/viewer"), "");
+  EXPECT_EQ(fs::client_name_of("viewer.bin"), "");
+  EXPECT_EQ(fs::client_name_of(""), "");
+  EXPECT_EQ(fs::client_name_of("/"), "");
+  EXPECT_EQ(fs::client_name_of("/usr/bin/"), "");
+  EXPECT_EQ(fs::client_name_of("//x.y"), "x");
+}
+
+TEST(FsClientName, OfThisExecutable) {
+  EXPECT_EQ(fs::client_name(), fs::client_name_of(fs::executable_path().text()));
+  EXPECT_EQ(fs::client_name(), "fs_standard_directories_test");
+}

@@ -100,7 +100,7 @@ TEST(Events, ValidationModeMakesNoCallsAndBuildsNothing) {
   pocketjson::Parser parser;
   EXPECT_TRUE(parser.validate("{\"a\":[1,2.5,\"x\",null,true]}"));
   EXPECT_EQ(parser.error(), "");
-  EXPECT_TRUE(parser.validate("[1,]", pocketjson::ParseOption(1)));
+  EXPECT_TRUE(parser.validate("[1,]", pocketjson::ParseOption::kAllowTrailingComma));
   EXPECT_FALSE(parser.validate("[1,]"));
   EXPECT_EQ(parser.error(), "Unexpected comma exists while parsing array.");
   // The value-level function with neither out nor handler validates too.

@@ -10,7 +10,7 @@
 #include <limits>
 #include <random>
 
-#include "pocketjson/number_format.h"
+#include "pocketjson/internal/number_format.h"
 #include "test_support.h"
 
 using pocketjson::Value;

@@ -362,3 +362,28 @@ TEST(Parser, ValidationModeAgreesWithDocumentMode) {
     }
   }
 }
+
+TEST(ParseOption, NamedFlagsAreTheOptionBits) {
+  EXPECT_EQ(pocketjson::ParseOption::kStrict, 0);
+  EXPECT_EQ(pocketjson::ParseOption::kAllowTrailingComma, 1);
+  EXPECT_EQ(pocketjson::ParseOption::kIgnoreTrailingText, 2);
+  EXPECT_EQ(pocketjson::ParseOption::kLenient, 3);
+  EXPECT_EQ(pocketjson::ParseOption().flags, pocketjson::ParseOption::kStrict);
+}
+
+TEST(ParseOption, LenientAllowsTrailingCommaAndTrailingText) {
+  const std::string text = "[1,] x";
+  Value lenient;
+  Parser parser;
+  EXPECT_TRUE(parser.tryParse(lenient, text, pocketjson::ParseOption::kLenient));
+  EXPECT_EQ(pjtest::compact(lenient), "[1]");
+  Value commaOnly;
+  EXPECT_EQ(parser.parse(commaOnly, text, pocketjson::ParseOption::kAllowTrailingComma),
+            "Gabage string exists after json string.");
+  Value textOnly;
+  EXPECT_EQ(parser.parse(textOnly, text, pocketjson::ParseOption::kIgnoreTrailingText),
+            "Unexpected comma exists while parsing array.");
+  Value strict;
+  EXPECT_EQ(parser.parse(strict, "[1] x", pocketjson::ParseOption::kStrict),
+            "Gabage string exists after json string.");
+}

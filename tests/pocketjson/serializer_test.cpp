@@ -204,6 +204,25 @@ TEST(Serializer, StringOverloadAppends) {
   EXPECT_EQ(more, "p:2");
 }
 
+TEST(Serializer, AppendCompactAppendsTheCompactText) {
+  std::string text = "prefix:";
+  EXPECT_TRUE(Serializer::appendCompact(text, exampleObject()));
+  EXPECT_EQ(text, "prefix:{\"arr\":[],\"list\":[1,2.5,true,null],\"name\":\"x/y\"}");
+  EXPECT_EQ(Serializer::compact(exampleObject()), text.substr(7));
+}
+
+TEST(Serializer, AppendCompactStopsAtNonFiniteAndReportsIt) {
+  Value a;
+  a.push_back(1);
+  a.push_back(std::numeric_limits<double>::quiet_NaN());
+  a.push_back(2);
+  std::string text = "p:";
+  EXPECT_FALSE(Serializer::appendCompact(text, a));
+  EXPECT_EQ(text, "p:[1,");
+  // compact() keeps the same partial text and drops the verdict.
+  EXPECT_EQ(Serializer::compact(a), "[1,");
+}
+
 TEST(Serializer, PointerIteratorOutput) {
   char buffer[64] = {};
   char* out = buffer;

@@ -68,7 +68,7 @@ std::string readFile(const std::string& name) {
 std::string compact(const std::string& json) {
   pocketjson::Value value;
   pocketjson::Parser parser;
-  EXPECT_TRUE(parser.tryParse(value, json, pocketjson::ParseOption(3))) << parser.error();
+  EXPECT_TRUE(parser.tryParse(value, json, pocketjson::ParseOption::kLenient)) << parser.error();
   pocketjson::Serializer::Attributes attributes;
   std::string out;
   EXPECT_TRUE(pocketjson::Serializer().serialize(out, value, attributes, -1, nullptr));

@@ -79,7 +79,7 @@
  *    A refused description is reported as "<source>: <where>: <problem>" (or "<source>:
  *    <problem>" for the whole text), <where> being the member path from the top with array
  *    elements as [i], e.g.
- *      examples/apps.json: applications.viewer.requests./open.status: expected an integer
+ *      examples/applications.json: applications.viewer.events[0].count: expected an integer
  *    The problems: "cannot be opened (<system message>)", "cannot be read (<system message>)",
  *    the JSON library's parse message, "expected an object at the top level", "required member
  *    missing", "unknown member", "expected an object", "expected an array", "expected a string",

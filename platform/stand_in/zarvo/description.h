@@ -7,7 +7,7 @@
 // loader validates the whole text before anything is used and reports the first problem as one
 // line "<source>: <where>: <problem>", where <where> is the dotted member path from the top
 // (array elements as "[i]"), for example
-//     examples/apps.json: applications.viewer.requests./open.status: expected an integer
+//     examples/applications.json: applications.viewer.events[0].count: expected an integer
 // Unknown members are errors, so a misspelt key never passes silently.
 //
 // Answers and payloads are kept as compact JSON text, ready to hand to a callback.

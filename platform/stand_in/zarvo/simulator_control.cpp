@@ -168,7 +168,8 @@ ZRV_SIM_EXPORT ZrvApplicationHandle ZrvSimConnectionNamed(const char* name) {
   if (name == nullptr) return nullptr;
   try {
     const unsigned long handle = Simulator::instance().openConnectionNamed(name);
-    return reinterpret_cast<ZrvApplicationHandle>(static_cast<std::uintptr_t>(handle));
+    return reinterpret_cast<ZrvApplicationHandle>(  // NOLINT(performance-no-int-to-ptr)
+        static_cast<std::uintptr_t>(handle));
   } catch (...) {
     return nullptr;
   }

@@ -10,8 +10,8 @@
 //
 // Only little-endian machines take this path (the lowest byte in memory is the lowest in the
 // word); elsewhere callers fall back to a byte-by-byte loop. Stateless; any thread.
-#ifndef POCKETJSON_BYTE_SCAN_H
-#define POCKETJSON_BYTE_SCAN_H
+#ifndef POCKETJSON_INTERNAL_BYTE_SCAN_H
+#define POCKETJSON_INTERNAL_BYTE_SCAN_H
 
 #include <cstddef>
 #include <cstdint>
@@ -54,4 +54,4 @@ inline size_t firstFlaggedByte(uint64_t flags) noexcept {
 }  // namespace detail
 }  // namespace pocketjson
 
-#endif  // POCKETJSON_BYTE_SCAN_H
+#endif  // POCKETJSON_INTERNAL_BYTE_SCAN_H

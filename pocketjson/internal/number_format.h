@@ -1,4 +1,5 @@
-// pocketjson number text helpers shared by the value, the serializer and the parser.
+// pocketjson number text helpers shared by the value, the serializer and the parser (defined in
+// number_format.cpp).
 //
 // Design note
 // -----------
@@ -12,8 +13,8 @@
 //
 // Ownership: plain functions writing into caller buffers. Threads: reads the calling thread's
 // locale only. Failure: none beyond the documented return values.
-#ifndef POCKETJSON_NUMBER_FORMAT_H
-#define POCKETJSON_NUMBER_FORMAT_H
+#ifndef POCKETJSON_INTERNAL_NUMBER_FORMAT_H
+#define POCKETJSON_INTERNAL_NUMBER_FORMAT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -56,4 +57,4 @@ inline bool isNanOrInfBits(uint64_t bits) noexcept {
 }  // namespace detail
 }  // namespace pocketjson
 
-#endif  // POCKETJSON_NUMBER_FORMAT_H
+#endif  // POCKETJSON_INTERNAL_NUMBER_FORMAT_H

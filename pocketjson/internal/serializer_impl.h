@@ -9,8 +9,8 @@
 // recursive writer produces: members in map order, ',' directly after the previous member, the
 // line break and indentation before each member only when the level is >= 0 and pretty is set,
 // the blank after ':' whenever pretty is set, and on failure nothing more (no closing brackets).
-#ifndef POCKETJSON_SERIALIZER_IMPL_H
-#define POCKETJSON_SERIALIZER_IMPL_H
+#ifndef POCKETJSON_INTERNAL_SERIALIZER_IMPL_H
+#define POCKETJSON_INTERNAL_SERIALIZER_IMPL_H
 
 #include <cstdint>
 #include <cstring>
@@ -19,8 +19,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "pocketjson/byte_scan.h"
-#include "pocketjson/number_format.h"
+#include "pocketjson/internal/byte_scan.h"
+#include "pocketjson/internal/number_format.h"
 #include "pocketjson/serializer.h"
 
 namespace pocketjson {
@@ -325,4 +325,4 @@ bool Double::toString(OutputIterator out) const {
 
 }  // namespace pocketjson
 
-#endif  // POCKETJSON_SERIALIZER_IMPL_H
+#endif  // POCKETJSON_INTERNAL_SERIALIZER_IMPL_H
