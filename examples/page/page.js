@@ -1,11 +1,11 @@
 // Example page: connect the viewer, open and save a document, render pages, follow progress.
 // Copy it as a start; only '/zarvo/zarvo.js' is part of the product, '/zarvo/simulator.js' is the
 // development server's test control and is used by the "Test controls" section alone.
-import { createBridge, BridgeError, TransportError } from '/zarvo/zarvo.js';
+import { openBridge, BridgeError, TransportError } from '/zarvo/zarvo.js';
 import { raise, reportLostConnection } from '/zarvo/simulator.js';
 
 const APP = 'viewer';
-const bridge = createBridge();
+const bridge = openBridge();
 const $ = (id) => document.getElementById(id);
 let unsubscribe = null;
 

@@ -1,10 +1,10 @@
 // The bridge console: connect applications, compose calls and see their exact texts, watch the
 // event stream, drive the simulator and read the library's call log. Written with the page
 // client; calls go through bridge.exchange so the texts shown are the texts sent and received.
-import { createBridge, RESOURCES } from '/zarvo/zarvo.js';
+import { openBridge, RESOURCES } from '/zarvo/zarvo.js';
 import { createSimulator } from '/zarvo/simulator.js';
 
-const bridge = createBridge();
+const bridge = openBridge();
 const simulator = createSimulator();
 const $ = (id) => document.getElementById(id);
 const MAX_EVENTS_SHOWN = 500;

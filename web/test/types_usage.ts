@@ -1,6 +1,7 @@
 // Type-level checks of the declarations: this file only compiles (tsc --noEmit), it never runs.
 import {
   createBridge,
+  openBridge,
   httpTransport,
   BridgeError,
   TransportError,
@@ -8,6 +9,7 @@ import {
   type ZarvoEvent,
 } from '../zarvo/zarvo.js';
 import { createSimulator, raise } from '../zarvo/simulator.js';
+import { webChannelTransport, webChannelSimulator } from '../zarvo/webchannel.js';
 
 async function example(): Promise<void> {
   const bridge = createBridge({ transport: httpTransport({ baseUrl: 'http://127.0.0.1:8207' }) });
@@ -56,3 +58,13 @@ const fake: Transport = {
 };
 createBridge({ transport: fake, window: null });
 void example;
+// The same page in both runtimes: openBridge() returns a Bridge at once.
+async function eitherRuntime(): Promise<number> {
+  const bridge = openBridge();
+  const opened: Transport = await webChannelTransport();
+  createBridge({ transport: opened });
+  const { raised } = await webChannelSimulator().raise('viewer', 'progress');
+  const { statuscode } = await bridge.request('viewer', { uri: '/document/open' });
+  return statuscode + raised;
+}
+void eitherRuntime;

@@ -33,7 +33,10 @@ export interface Simulator {
   applications(): Promise<{ applications: Record<string, unknown> }>;
 }
 
-/** Simulator controls at `baseUrl` (same origin by default). */
+/**
+ * Simulator controls at `baseUrl` (same origin by default). Inside zarvo_view, with neither
+ * `baseUrl` nor `fetch` given, the view's own controls through its web channel.
+ */
 export function createSimulator(options?: { baseUrl?: string; fetch?: typeof fetch }): Simulator;
 
 /** {@link Simulator.raise} on the page's own server. */

@@ -4,9 +4,13 @@
 // A development aid for the bridge console, example pages and tests. A real web-view host has no
 // such endpoints, so a page must never depend on this module in production.
 import { TransportError } from './zarvo.js';
+import { inWebView, webChannelSimulator } from './webchannel.js';
 
-/** Simulator controls at `baseUrl` (same origin by default). */
+/** Simulator controls at `baseUrl` (same origin by default; the host's own inside zarvo_view). */
 export function createSimulator(options = {}) {
+  if (options.baseUrl === undefined && options.fetch === undefined && inWebView()) {
+    return webChannelSimulator();
+  }
   const base = String(options.baseUrl ?? '').replace(/\/+$/, '');
   const fetchFn = options.fetch ?? globalThis.fetch?.bind(globalThis);
 

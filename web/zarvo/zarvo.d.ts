@@ -237,5 +237,20 @@ export function httpTransport(options?: {
   reconnectDelay?: (attempt: number) => number;
 }): Transport;
 
+/**
+ * The bridge for where the page runs, so one page works in both runtimes unchanged: inside
+ * `zarvo_view` (the desktop web view) it uses the host's web channel, anywhere else
+ * {@link httpTransport} to the same origin. A `transport` given in `options` is used as is.
+ * Returns at once; inside the view the first call waits until the channel is open.
+ * @example
+ * import { openBridge } from '/zarvo/zarvo.js';
+ * const bridge = openBridge();
+ * await bridge.connect('viewer');
+ */
+export function openBridge(options?: {
+  transport?: Transport;
+  window?: EventTarget | null;
+}): Bridge;
+
 /** The four resource names. */
 export const RESOURCES: readonly string[];

@@ -364,4 +364,21 @@ export function createBridge(options = {}) {
   return new Bridge(transport, windowTarget ?? null);
 }
 
+/**
+ * The bridge for where the page runs: the web channel inside zarvo_view, `httpTransport()`
+ * otherwise. Returns at once; inside the view the first call waits for the channel to open.
+ */
+export function openBridge(options = {}) {
+  if (options.transport !== undefined || globalThis.qt?.webChannelTransport == null) {
+    return createBridge(options);
+  }
+  const ready = import('./webchannel.js').then((module) => module.webChannelTransport());
+  const transport = {
+    exchange: async (resource, texts) => (await ready).exchange(resource, texts),
+    teardown: async () => (await ready).teardown(),
+    openEvents: async (sink) => (await ready).openEvents(sink),
+  };
+  return createBridge({ ...options, transport });
+}
+
 export { RESOURCES };
