@@ -2,7 +2,6 @@
 
 #include <cctype>
 #include <cstring>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -147,26 +146,28 @@ BridgeResult BridgeTemplate::Delete(const BridgeData& /*data*/) {
 }
 
 std::string BridgeTemplate::envelope(const BridgeResult& result) {
-  std::string text;
+  pocketjson::TextBuffer text;
+  writeEnvelope(text, result);
+  return text.str();
+}
 
+void BridgeTemplate::writeEnvelope(pocketjson::TextBuffer& text, const BridgeResult& result) {
   if (!result.hasError() || result.error.details.isNull()) {
     // The envelope's two members and an error object of only "message" and "name" are written
     // as the compact serializer would write them, without building the envelope object first.
     // The only serializer failure is a NaN or infinite number: the text written up to it is
     // sent as it is, so the closing brace is left out exactly as the serializer would.
-    text.reserve(64);
     if (result.hasError()) {
-      auto out = std::back_inserter(text);
-      text += "{\"error\":{\"message\":";
-      pocketjson::Serializer::serialize_string(out, result.error.message);
-      text += ",\"name\":";
-      pocketjson::Serializer::serialize_string(out, result.error.name);
-      text += "},\"value\":";
+      text.appendLiteral("{\"error\":{\"message\":");
+      pocketjson::Serializer::appendString(text, result.error.message);
+      text.appendLiteral(",\"name\":");
+      pocketjson::Serializer::appendString(text, result.error.name);
+      text.appendLiteral("},\"value\":");
     } else {
-      text += "{\"error\":null,\"value\":";
+      text.appendLiteral("{\"error\":null,\"value\":");
     }
-    if (pocketjson::Serializer::appendCompact(text, result.value)) text += '}';
-    return text;
+    if (pocketjson::Serializer::appendCompact(text, result.value)) text.push_back('}');
+    return;
   }
 
   // An error with details: details is the base of the error object; assigning through
@@ -179,14 +180,14 @@ std::string BridgeTemplate::envelope(const BridgeResult& result) {
   error["message"] = result.error.message;
   envelope["value"] = result.value;
   static_cast<void>(pocketjson::Serializer::appendCompact(text, envelope));
-  return text;
 }
 
 int BridgeTemplate::operator()(const char* options, const char* parameters, const char* extra,
                                const char* body) {
   const int promiseId = BridgeHelperCreatePromiseID();
   const BridgeResult result = execute(options, parameters, extra, body);
-  const std::string text = envelope(result);
+  pocketjson::TextBuffer text;
+  writeEnvelope(text, result);
   BridgeHelperSetResponse(promiseId, static_cast<int>(result.code), text.c_str());
   return promiseId;
 }

@@ -14,6 +14,7 @@
 #define BRIDGE_BRIDGE_TEMPLATE_H
 
 #include "bridge/bridge_result.h"
+#include "pocketjson/text_buffer.h"
 
 namespace bridge {
 
@@ -46,6 +47,9 @@ class BridgeTemplate {
 
   // The envelope text for a result (compact): {"error":null|{...},"value":...}.
   static std::string envelope(const BridgeResult& result);
+  // The same text appended to `text`; operator() builds it in a buffer on its stack, so a short
+  // envelope is sent without a heap allocation.
+  static void writeEnvelope(pocketjson::TextBuffer& text, const BridgeResult& result);
 };
 
 }  // namespace bridge

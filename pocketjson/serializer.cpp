@@ -28,6 +28,40 @@ bool Serializer::appendCompact(std::string& out, const Value& value) {
   return Serializer().serialize(out, value, Attributes(), -1, nullptr);
 }
 
+namespace {
+
+// Sink appending to a TextBuffer; numbers are formatted straight into its room.
+class TextBufferSink {
+ public:
+  explicit TextBufferSink(TextBuffer& out) : out_(out) {}
+  void put(char c) { out_.push_back(c); }
+  void write(const char* p, size_t n) { out_.append(p, n); }
+  template <typename Format>
+  void format(Format&& format) {
+    if (out_.spare() > detail::kNumberBufferSize) {
+      out_.commit(format(out_.room(detail::kNumberBufferSize)));
+      return;
+    }
+    char buffer[detail::kNumberBufferSize];
+    write(buffer, format(buffer));
+  }
+
+ private:
+  TextBuffer& out_;
+};
+
+}  // namespace
+
+bool Serializer::appendCompact(TextBuffer& out, const Value& value) {
+  TextBufferSink sink(out);
+  return detail::writeTree(sink, value, Attributes(), -1, nullptr);
+}
+
+void Serializer::appendString(TextBuffer& out, const std::string& s) {
+  TextBufferSink sink(out);
+  detail::writeString(sink, s);
+}
+
 std::string Serializer::compact(const Value& value) {
   std::string text;
   static_cast<void>(appendCompact(text, value));

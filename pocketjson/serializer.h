@@ -25,6 +25,7 @@
 #include <iterator>
 #include <string>
 
+#include "pocketjson/text_buffer.h"
 #include "pocketjson/value.h"
 
 namespace pocketjson {
@@ -62,6 +63,10 @@ class Serializer {
   // double (the text written up to it stays); `compact` returns the text, ignoring that result.
   static bool appendCompact(std::string& out, const Value& value);
   static std::string compact(const Value& value);
+  // The same two writes into a TextBuffer, which keeps a short text off the heap: the compact
+  // text of `value` (false on a NaN/infinite double, as above) and `s` quoted and escaped.
+  static bool appendCompact(TextBuffer& out, const Value& value);
+  static void appendString(TextBuffer& out, const std::string& s);
   // Convenience: pretty text with the given indent unit and "\n", depth 0.
   static std::string pretty(const Value& value, const std::string& indentUnit = "  ");
 

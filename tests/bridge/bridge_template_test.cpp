@@ -322,6 +322,28 @@ TEST_F(BridgeTemplateTest, NonObjectDetailsAreReplaced) {
             "{\"error\":{\"message\":\"\",\"name\":\"N\"},\"value\":null}");
 }
 
+// The envelope is built in a buffer on the caller's stack and moves to the heap when it outgrows
+// it: texts on both sides of that size (and well beyond) reach the host whole, the same as
+// envelope() writes them.
+TEST_F(BridgeTemplateTest, EnvelopesOfEveryLengthAreSentWhole) {
+  ScriptedResource resource;
+  for (size_t length = 180; length < 300; ++length) {
+    const std::string text(length, 'v');
+    resource.toReturn = BridgeResult::ok(Value(text));
+    resource("{}", "{}", "{}", "");
+    ASSERT_EQ(capture.last().status, 200);
+    ASSERT_EQ(capture.last().text, "{\"error\":null,\"value\":\"" + text + "\"}");
+    ASSERT_EQ(bridge::BridgeTemplate::envelope(resource.toReturn), capture.last().text);
+  }
+  resource.toReturn = BridgeResultError(bridge::kBridgeStatusBadRequest, std::string(300, 'n'),
+                                        std::string(5000, 'm'));
+  resource("{}", "{}", "{}", "");
+  EXPECT_EQ(capture.last().status, 400);
+  EXPECT_EQ(capture.last().text, "{\"error\":{\"message\":\"" + std::string(5000, 'm') +
+                                     "\",\"name\":\"" + std::string(300, 'n') +
+                                     "\"},\"value\":null}");
+}
+
 TEST_F(BridgeTemplateTest, BridgeResultErrorBecomesTheResponse) {
   ScriptedResource resource;
   resource.behaviour = ScriptedResource::Behaviour::kThrowBridgeError;
