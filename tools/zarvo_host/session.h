@@ -36,6 +36,10 @@
 
 namespace zarvo_host {
 
+using zarvo_tools::Plugin;
+using zarvo_tools::ResourceFunction;
+using zarvo_tools::TearDownFunction;
+
 class Session {
  public:
   // `plugin` and `transcript` must outlive the session. `defaultTimeoutMs` serves waitEvents

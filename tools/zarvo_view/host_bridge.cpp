@@ -15,7 +15,7 @@ QVariantMap hostError(int status, const QString& code, const QString& message) {
 
 }  // namespace
 
-HostBridge::HostBridge(PluginLibrary* plugin, QObject* parent)
+HostBridge::HostBridge(zarvo_tools::Plugin* plugin, QObject* parent)
     : QObject(parent), plugin_(plugin), queue_(this) {
   connect(&queue_, &EventQueue::events, this, &HostBridge::onEvents);
 }
@@ -35,7 +35,7 @@ void HostBridge::shutDown() {
   // TearDown first: it closes every connection, and the application library waits for event
   // deliveries still running, so afterwards no thread is inside the plug-in. Then the sinks go
   // (waiting for a sink call in progress), and only then the code is unmapped.
-  plugin_->tearDown();
+  if (const zarvo_tools::TearDownFunction tearDown = plugin_->tearDown()) tearDown();
   queue_.uninstall();
   BridgeHelperStandInSetResponseSink(nullptr, nullptr);
   plugin_->unload();
@@ -60,7 +60,7 @@ QVariantMap HostBridge::call(const QString& resource, const QString& options,
   if (shutDown_ || !plugin_->loaded()) {
     return hostError(503, "Unavailable", "the plug-in has been unloaded");
   }
-  const ResourceFunction entry = plugin_->resource(resource.toStdString());
+  const zarvo_tools::ResourceFunction entry = plugin_->resource(resource.toStdString());
   if (entry == nullptr) {
     return hostError(404, "NotFound", QString("no resource '%1'").arg(resource));
   }
@@ -84,7 +84,7 @@ QVariantMap HostBridge::teardown() {
     return hostError(503, "Unavailable", "the plug-in has been unloaded");
   }
   // The page's teardown empties the registry; the plug-in stays loaded and usable.
-  plugin_->tearDown();
+  if (const zarvo_tools::TearDownFunction tearDown = plugin_->tearDown()) tearDown();
   return QVariantMap{{"done", true}};
 }
 

@@ -21,7 +21,7 @@
 #include <QVariantMap>
 
 #include "event_queue.h"
-#include "plugin_library.h"
+#include "plugin.h"
 
 namespace zarvo_view {
 
@@ -29,7 +29,7 @@ class HostBridge : public QObject {
   Q_OBJECT
 
  public:
-  HostBridge(PluginLibrary* plugin, QObject* parent = nullptr);
+  HostBridge(zarvo_tools::Plugin* plugin, QObject* parent = nullptr);
   ~HostBridge() override;
 
   // Registers the response and event sinks with the stand-in host library.
@@ -56,7 +56,7 @@ class HostBridge : public QObject {
     QString text;
   };
 
-  PluginLibrary* plugin_;
+  zarvo_tools::Plugin* plugin_;
   EventQueue queue_;
   Answer* current_ = nullptr;  // the answer slot of the call running now, if any
   double nextEventId_ = 1;

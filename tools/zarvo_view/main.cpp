@@ -25,7 +25,7 @@
 #include "command_line.h"
 #include "host_bridge.h"
 #include "page_scheme.h"
-#include "plugin_library.h"
+#include "plugin.h"
 #include "quit_signals.h"
 #include "screenshot.h"
 #include "simulator_controls.h"
@@ -108,7 +108,7 @@ int run(int argc, char** argv, const Options& options) {
 
   QString applicationsText;
   if (!loadApplications(options.applications, &applicationsText)) return kExitInput;
-  PluginLibrary plugin;
+  zarvo_tools::Plugin plugin;
   std::string error;
   if (!plugin.load(options.plugin, &error)) {
     problem(error);

@@ -22,6 +22,10 @@
 
 namespace zarvo_host::serve {
 
+using zarvo_tools::Plugin;
+using zarvo_tools::ResourceFunction;
+using zarvo_tools::TearDownFunction;
+
 // The four request texts of a resource call.
 struct ResourceRequest {
   std::string options;

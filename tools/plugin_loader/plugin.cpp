@@ -1,10 +1,10 @@
-#include "plugin_library.h"
+#include "plugin.h"
 
 #include <dlfcn.h>
 
 #include <cstring>
 
-namespace zarvo_view {
+namespace zarvo_tools {
 namespace {
 
 // dlsym returns an object pointer; the entry points are functions. POSIX guarantees the
@@ -16,7 +16,8 @@ bool resolve(void* handle, const char* name, Function* out, const std::string& p
   void* symbol = dlsym(handle, name);
   const char* message = dlerror();
   if (symbol == nullptr || message != nullptr) {
-    *error = path + ": the plug-in does not export the entry point " + name;
+    *error = path + ": the plug-in does not export the entry point " + name +
+             (message != nullptr ? std::string(" (") + message + ")" : std::string());
     return false;
   }
   static_assert(sizeof(Function) == sizeof(void*), "function pointers are pointer-sized");
@@ -26,7 +27,7 @@ bool resolve(void* handle, const char* name, Function* out, const std::string& p
 
 }  // namespace
 
-bool PluginLibrary::load(const std::string& path, std::string* error) {
+bool Plugin::load(const std::string& path, std::string* error) {
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     const char* message = dlerror();
@@ -38,15 +39,25 @@ bool PluginLibrary::load(const std::string& path, std::string* error) {
       !resolve(handle, "ZarvoApplicationEvent", &event_, path, error) ||
       !resolve(handle, "ZarvoApplicationCustom", &custom_, path, error) ||
       !resolve(handle, "TearDown", &tearDown_, path, error)) {
-    handle_ = handle;
-    unload();
+    application_ = bridge_ = event_ = custom_ = nullptr;
+    tearDown_ = nullptr;
+    dlclose(handle);
     return false;
   }
+  path_ = path;
   handle_ = handle;
   return true;
 }
 
-ResourceFunction PluginLibrary::resource(const std::string& resource) const {
+void Plugin::unload() {
+  if (handle_ == nullptr) return;
+  application_ = bridge_ = event_ = custom_ = nullptr;
+  tearDown_ = nullptr;
+  dlclose(handle_);
+  handle_ = nullptr;
+}
+
+ResourceFunction Plugin::resource(const std::string& resource) const {
   if (resource == "ZarvoApplication") return application_;
   if (resource == "ZarvoApplicationBridge") return bridge_;
   if (resource == "ZarvoApplicationEvent") return event_;
@@ -54,15 +65,4 @@ ResourceFunction PluginLibrary::resource(const std::string& resource) const {
   return nullptr;
 }
 
-void PluginLibrary::tearDown() {
-  if (tearDown_ != nullptr) tearDown_();
-}
-
-void PluginLibrary::unload() {
-  application_ = bridge_ = event_ = custom_ = nullptr;
-  tearDown_ = nullptr;
-  if (handle_ != nullptr) dlclose(handle_);
-  handle_ = nullptr;
-}
-
-}  // namespace zarvo_view
+}  // namespace zarvo_tools
