@@ -9,7 +9,7 @@ const asRoot = typeof process.getuid === 'function' && process.getuid() === 0;
 
 export default defineConfig({
   testDir: 'browser',
-  testMatch: '*.spec.mjs',
+  testMatch: '*.browser.mjs',
   outputDir: path.join(artifacts, 'playwright'),
   workers: 1,
   retries: 0,
