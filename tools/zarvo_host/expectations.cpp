@@ -2,9 +2,12 @@
 
 #include <algorithm>
 
-#include "json_text.h"
+#include "host_core/json_text.h"
 
 namespace zarvo_host {
+
+using host_core::compactJson;
+using host_core::parseJson;
 namespace {
 
 using pocketjson::Value;

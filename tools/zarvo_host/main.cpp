@@ -13,15 +13,16 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "command_line.h"
+#include "host_core/json_text.h"
+#include "host_core/plugin.h"
 #include "interactive.h"
-#include "json_text.h"
 #include "line_reader.h"
-#include "plugin.h"
 #include "script.h"
 #include "serve/serve_main.h"
 #include "session.h"
@@ -30,6 +31,8 @@
 #include "zarvo_simulator.h"
 
 namespace zarvo_host {
+
+using host_core::parseJson;
 namespace {
 
 constexpr int kExitOk = 0;
@@ -153,15 +156,18 @@ int run(const Options& options) {
                            : options.apps + ": cannot load the application description");
     return kExitInput;
   }
-  Plugin plugin;
   std::string problem;
-  if (!plugin.load(options.plugin, &problem)) {
+  std::optional<host_core::Plugin> plugin = host_core::Plugin::open(options.plugin, &problem);
+  if (!plugin) {
     transcript.problem(problem);
     return kExitInput;
   }
+  // The session tears down as its script says (or at its end) and the process ends right after:
+  // unloading would only add the plug-in's own unload work to the exit the transcript shows.
+  plugin->keepLoaded();
 
-  transcript.start(displayPath(plugin.path()), displayPath(options.apps));
-  Session session(plugin, transcript, options.timeoutMs);
+  transcript.start(displayPath(plugin->path()), displayPath(options.apps));
+  Session session(*plugin, transcript, options.timeoutMs);
   session.attach();
   Location last{"<end>", 0};
   long badLines = 0;

@@ -4,52 +4,51 @@
 #include <thread>
 #include <utility>
 
-#include "bridge_helper_stand_in.h"
-#include "json_text.h"
+#include "host_core/instance_id.h"
+#include "host_core/json_text.h"
+#include "host_core/simulator_controls.h"
 #include "zarvo_simulator.h"
 
 namespace zarvo_host {
 
-Session::Session(const Plugin& plugin, Transcript& transcript, long long defaultTimeoutMs)
-    : plugin_(plugin), transcript_(transcript), defaultTimeoutMs_(defaultTimeoutMs) {}
+using host_core::quoteJson;
+using host_core::SimulatorControls;
+
+namespace {
+
+// The session reads events through the log's listener only, so the log keeps just the newest.
+constexpr size_t kListenOnly = 0;
+
+}  // namespace
+
+Session::Session(const host_core::Plugin& plugin, Transcript& transcript,
+                 long long defaultTimeoutMs)
+    : plugin_(plugin),
+      transcript_(transcript),
+      defaultTimeoutMs_(defaultTimeoutMs),
+      events_(kListenOnly, host_core::newInstanceId()) {
+  events_.addListener([this](uint64_t id, const std::string& text) { onEvent(id, text); });
+}
 
 Session::~Session() {
-  if (attached_) {
-    BridgeHelperStandInSetEventSink(nullptr, nullptr);
-    BridgeHelperStandInSetResponseSink(nullptr, nullptr);
-  }
+  host_.reset();
 }
 
 void Session::attach() {
-  BridgeHelperStandInReset();
   ZrvSimClearLog();
-  BridgeHelperStandInSetResponseSink(&Session::onResponse, this);
-  BridgeHelperStandInSetEventSink(&Session::onEvent, this);
-  attached_ = true;
+  host_.emplace(plugin_, events_);
 }
 
-void Session::onResponse(int promiseId, int statusCode, const char* json, void* self) {
-  auto* session = static_cast<Session*>(self);
-  std::lock_guard<std::mutex> lock(session->mutex_);
-  ++session->responseCount_;
-  session->responsePromise_ = promiseId;
-  session->responseStatus_ = statusCode;
-  session->responseText_ = json != nullptr ? json : "";
-}
-
-void Session::onEvent(const char* eventName, const char* json, void* self) {
-  auto* session = static_cast<Session*>(self);
-  const std::string name = eventName != nullptr ? eventName : "";
-  std::string text = json != nullptr ? json : "";
+void Session::onEvent(uint64_t id, const std::string& text) {
   {
-    std::lock_guard<std::mutex> lock(session->mutex_);
-    const long seq = ++session->eventCount_;
+    std::lock_guard<std::mutex> lock(mutex_);
+    eventCount_ = static_cast<long>(id);
     // Written while the event is still unqueued, so a waitEvents step that takes it always
     // reports after the event's own line.
-    session->transcript_.event(seq, name, text);
-    session->pendingEvents_.push_back(std::move(text));
+    transcript_.event(eventCount_, "zarvoEvent", text);
+    pendingEvents_.push_back(text);
   }
-  session->eventArrived_.notify_all();
+  eventArrived_.notify_all();
 }
 
 void Session::count(const std::vector<CheckResult>& checks) {
@@ -58,39 +57,24 @@ void Session::count(const std::vector<CheckResult>& checks) {
 
 void Session::runCall(const Step& step) {
   const CallStep& call = step.call;
-  const ResourceFunction function = plugin_.resource(call.resource);
   transcript_.callStarted(step);
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    responseCount_ = 0;
-    responseText_.clear();
-  }
-  Answer answer;
-  answer.promise = function(call.options.c_str(), call.parameters.c_str(), call.extra.c_str(),
-                            call.body.c_str());
-  long responses = 0;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    responses = responseCount_;
-    answer.answered = responses > 0;
-    answer.answeredPromise = responsePromise_;
-    answer.status = responseStatus_;
-    answer.text = responseText_;
-  }
+  const host_core::CallOutcome outcome =
+      host_->call(call.resource, {call.options, call.parameters, call.extra, call.body});
   ++totals_.calls;
-
+  Answer answer;
+  answer.promise = outcome.answer.promise;
   std::vector<CheckResult> checks;
-  // The plug-in's own contract (one response per call, for the promise it returns) is checked
-  // on every call; it is reported only when broken, so it never pads the counts.
-  if (responses != 1) {
-    checks.push_back({"responses set during the call", false, "1", std::to_string(responses)});
-  } else if (answer.answeredPromise != answer.promise) {
-    checks.push_back({"promise of the response", false, std::to_string(answer.promise),
-                      std::to_string(answer.answeredPromise)});
-  }
-  if (answer.answered) {
-    const std::vector<CheckResult> expected = checkCall(call.expect, answer.status, answer.text);
-    checks.insert(checks.end(), expected.begin(), expected.end());
+  if (outcome.ok()) {
+    answer.answered = true;
+    answer.answeredPromise = outcome.answer.promise;
+    answer.status = outcome.answer.status;
+    answer.text = outcome.answer.text;
+    checks = checkCall(call.expect, answer.status, answer.text);
+  } else {
+    // The plug-in's own contract (one response per call, for the promise it returns) is checked
+    // on every call; it is reported only when broken, so it never pads the counts.
+    checks.push_back({"the plug-in's one response", false,
+                      "exactly one response, for the promise returned", outcome.fault->message});
   }
   count(checks);
   transcript_.callAnswered(step, answer, checks);
@@ -132,33 +116,35 @@ void Session::runCallLog(const Step& step) {
   transcript_.callLog(step, lines, checks);
 }
 
-ZrvApplicationHandle Session::connectionOf(const Step& step, const std::string& app) {
-  ZrvApplicationHandle handle = ZrvSimConnectionNamed(app.c_str());
-  if (handle == nullptr) {
-    transcript_.problem(step.where.text() + ": no open connection for the application " +
-                        quoteJson(app) + " (connect it first: ZarvoApplication post)");
-    ++totals_.badLines;
-  }
-  return handle;
+void Session::notConnected(const Step& step, const std::string& app) {
+  transcript_.problem(step.where.text() + ": no open connection for the application " +
+                      quoteJson(app) + " (connect it first: ZarvoApplication post)");
+  ++totals_.badLines;
 }
 
 void Session::runRaise(const Step& step) {
   const RaiseStep& raise = step.raise;
-  ZrvApplicationHandle handle = connectionOf(step, raise.app);
-  if (handle == nullptr) return;
-  transcript_.raiseStarted(step);
-  long long delivered = 0;
-  for (long long i = 0; i < raise.count; ++i) {
-    delivered += ZrvSimRaiseEvent(handle, raise.type.c_str(), raise.payload.c_str());
+  if (ZrvSimConnectionNamed(raise.app.c_str()) == nullptr) {
+    notConnected(step, raise.app);
+    return;
   }
-  transcript_.raised(step, delivered);
+  transcript_.raiseStarted(step);
+  host_core::RaiseRequest request;
+  request.app = raise.app;
+  request.type = raise.type;
+  request.payload = raise.payload;
+  request.count = raise.count;
+  const long long delivered = SimulatorControls::raiseCounted(request);
+  transcript_.raised(step, delivered < 0 ? 0 : delivered);
 }
 
 void Session::runLostConnection(const Step& step) {
-  ZrvApplicationHandle handle = connectionOf(step, step.note);
-  if (handle == nullptr) return;
-  const bool delivered = ZrvSimRaiseDidDisconnect(handle, 0) != 0;
-  transcript_.lostConnection(step, delivered);
+  const int delivered = SimulatorControls::lostConnection(step.note);
+  if (delivered < 0) {
+    notConnected(step, step.note);
+    return;
+  }
+  transcript_.lostConnection(step, delivered == 1);
 }
 
 void Session::run(const Step& step) {
@@ -175,7 +161,7 @@ void Session::run(const Step& step) {
       transcript_.slept(step);
       break;
     case StepKind::kTearDown:
-      plugin_.tearDown()();
+      host_->tearDown();
       tornDownLast_ = true;
       transcript_.tornDown(step.where, false);
       break;
@@ -195,17 +181,15 @@ void Session::run(const Step& step) {
 }
 
 void Session::finish(const Location& where) {
-  if (!attached_) return;
+  if (!host_) return;
   // Connections left open would keep raising events into a host that is going away; TearDown
   // closes them, and the application library delivers nothing after a connection is closed.
   if (!tornDownLast_) {
-    plugin_.tearDown()();
+    host_->tearDown();
     tornDownLast_ = true;
     transcript_.tornDown(where, true);
   }
-  BridgeHelperStandInSetEventSink(nullptr, nullptr);
-  BridgeHelperStandInSetResponseSink(nullptr, nullptr);
-  attached_ = false;
+  host_.reset();
 }
 
 Totals Session::totals() {

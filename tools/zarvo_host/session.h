@@ -2,55 +2,53 @@
 //
 // Design note
 // -----------
-// The Session plays the web-view host: it registers itself as the response and event sink of the
-// stand-in host library, calls the plug-in's entry points with each call step's four texts, and
-// collects what arrives.
-//   - Responses arrive inside the entry-point call, on the calling thread; the session keeps the
-//     last one and checks that exactly one arrived for the promise the call returned.
-//   - Events arrive on the application library's threads at any time. Each is written to the
-//     transcript at once and queued; a waitEvents step takes them from the queue in arrival
-//     order, waiting up to its timeout.
-//   - raise and lostConnection steps play the application: they find the connection the plug-in
-//     opened for the name (ZrvSimConnectionNamed) and have the simulator deliver on its event
-//     thread, waiting until delivery is done. A name without an open connection is an input
-//     problem ("file:line: ..."), counted in Totals::badLines.
-// Lock order: the stand-in's sink mutex, then `mutex_`, then the transcript's mutex. The main
-// thread never holds `mutex_` or the transcript's mutex while it calls into the plug-in, so an
-// event delivery that TearDown waits for can always finish.
+// The Session plays the web-view host through the host core: a PluginHost registers the sinks of
+// the stand-in host library and makes each call step's call with its four texts, and an EventLog
+// numbers the events that arrive.
+//   - Every call gets its one answer, or a fault when the plug-in breaks the one-response rule;
+//     a fault counts as a failed expectation.
+//   - Events arrive on the application library's threads at any time. The log's listener writes
+//     each to the transcript at once and queues it; a waitEvents step takes them from the queue
+//     in arrival order, waiting up to its timeout. The log itself keeps none: the session reads
+//     only through its listener.
+//   - raise and lostConnection steps play the application through the simulator controls: they
+//     find the connection the plug-in opened for the name and have the simulator deliver on its
+//     event thread, waiting until delivery is done. A name without an open connection is an
+//     input problem ("file:line: ..."), counted in Totals::badLines.
+// Lock order: the stand-in's sink mutex, then the log's, then `mutex_`, then the transcript's
+// mutex. The main thread never holds `mutex_` or the transcript's mutex while it calls into the
+// plug-in, so an event delivery that TearDown waits for can always finish.
 //
 // Lifetime: construct after the plug-in is loaded; `finish` (or the destructor) removes the
-// sinks, so no library thread can reach a destroyed Session. Failures of the plug-in (no
-// response, a wrong promise) count as failed expectations; nothing here throws.
+// sinks, so no library thread can reach a destroyed Session. Nothing here throws.
 #ifndef ZARVO_HOST_SESSION_H
 #define ZARVO_HOST_SESSION_H
 
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 
-#include "plugin.h"
+#include "host_core/event_log.h"
+#include "host_core/plugin.h"
+#include "host_core/plugin_host.h"
 #include "script.h"
 #include "transcript.h"
-#include "zarvo_x64.h"
 
 namespace zarvo_host {
-
-using zarvo_tools::Plugin;
-using zarvo_tools::ResourceFunction;
-using zarvo_tools::TearDownFunction;
 
 class Session {
  public:
   // `plugin` and `transcript` must outlive the session. `defaultTimeoutMs` serves waitEvents
   // steps without "timeoutMs".
-  Session(const Plugin& plugin, Transcript& transcript, long long defaultTimeoutMs);
+  Session(const host_core::Plugin& plugin, Transcript& transcript, long long defaultTimeoutMs);
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Resets the stand-in host library (promise identifiers restart at 1), empties the application
-  // library's call log and registers the sinks.
+  // Empties the application library's call log and registers the sinks (promise identifiers
+  // restart at 1).
   void attach();
   // Runs one step and writes it to the transcript.
   void run(const Step& step);
@@ -60,22 +58,21 @@ class Session {
   Totals totals();
 
  private:
-  static void onResponse(int promiseId, int statusCode, const char* json, void* self);
-  static void onEvent(const char* eventName, const char* json, void* self);
-
+  void onEvent(uint64_t id, const std::string& text);
   void runCall(const Step& step);
   void runWait(const Step& step);
   void runCallLog(const Step& step);
   void runRaise(const Step& step);
   void runLostConnection(const Step& step);
-  // The open connection of `app`, or null after reporting the problem at the step's place.
-  ZrvApplicationHandle connectionOf(const Step& step, const std::string& app);
+  // Reports that `app` has no open connection, at the step's place.
+  void notConnected(const Step& step, const std::string& app);
   void count(const std::vector<CheckResult>& checks);
 
-  const Plugin& plugin_;
+  const host_core::Plugin& plugin_;
   Transcript& transcript_;
   long long defaultTimeoutMs_;
-  bool attached_ = false;
+  host_core::EventLog events_;
+  std::optional<host_core::PluginHost> host_;  // while attached
   bool tornDownLast_ = false;
   Totals totals_;  // calls, passed, failed, badLines: main thread only; events: under mutex_
 
@@ -83,12 +80,6 @@ class Session {
   std::condition_variable eventArrived_;
   std::deque<std::string> pendingEvents_;  // arrived, not yet taken by a waitEvents step
   long eventCount_ = 0;
-
-  // The response slot, written by onResponse during a call on the main thread.
-  long responseCount_ = 0;
-  int responsePromise_ = 0;
-  int responseStatus_ = 0;
-  std::string responseText_;
 };
 
 }  // namespace zarvo_host

@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "json_text.h"
+#include "host_core/json_text.h"
 
 namespace zarvo_host {
+
+using host_core::compactJson;
+using host_core::parseJson;
+using host_core::quoteJson;
 namespace {
 
 using pocketjson::Value;

@@ -1,8 +1,10 @@
 #include "serve/host_answer.h"
 
-#include "json_text.h"
+#include "host_core/json_text.h"
 
 namespace zarvo_host::serve {
+
+using host_core::quoteJson;
 
 std::string hostErrorText(const std::string& name, const std::string& message) {
   return "{\"error\":{\"message\":" + quoteJson(message) + ",\"name\":" + quoteJson(name) + "}}";

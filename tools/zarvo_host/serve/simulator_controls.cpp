@@ -1,11 +1,13 @@
 #include "serve/simulator_controls.h"
 
-#include "json_text.h"
+#include "host_core/json_text.h"
 #include "serve/host_answer.h"
 #include "serve/protocol_request.h"
 #include "zarvo_simulator.h"
 
 namespace zarvo_host::serve {
+
+using host_core::quoteJson;
 namespace {
 
 ZrvApplicationHandle connectionOf(const std::string& app, httplib::Response& res) {

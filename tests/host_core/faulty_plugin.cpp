@@ -1,6 +1,6 @@
-// A broken plug-in for the serve tests: ZarvoApplication sets no response and
-// ZarvoApplicationBridge sets two, so the server's check of the one-response rule can be seen.
-// The other entry points answer like a plug-in that knows nothing.
+// A broken plug-in for the hosts' check of the one-response rule: ZarvoApplication sets no
+// response, ZarvoApplicationBridge sets two, ZarvoApplicationCustom answers another promise than it
+// returns. ZarvoApplicationEvent answers like a plug-in that knows nothing.
 #include "bridge_helper.h"
 
 extern "C" {

@@ -1,11 +1,11 @@
-#include "json_text.h"
+#include "host_core/json_text.h"
 
 #include <iterator>
 
 #include "pocketjson/parser.h"
 #include "pocketjson/serializer.h"
 
-namespace zarvo_host {
+namespace host_core {
 
 bool parseJson(const std::string& text, pocketjson::Value* out, std::string* error) {
   pocketjson::Parser parser;
@@ -20,11 +20,15 @@ std::string compactJson(const pocketjson::Value& value) {
   return pocketjson::Serializer::compact(value);
 }
 
+void appendQuotedJson(std::string* out, const std::string& text) {
+  auto it = std::back_inserter(*out);
+  pocketjson::Serializer::serialize_string(it, text);
+}
+
 std::string quoteJson(const std::string& text) {
   std::string out;
   out.reserve(text.size() + 2);
-  auto it = std::back_inserter(out);
-  pocketjson::Serializer::serialize_string(it, text);
+  appendQuotedJson(&out, text);
   return out;
 }
 
@@ -48,4 +52,4 @@ const char* kindName(const pocketjson::Value& value) {
   return "unknown";
 }
 
-}  // namespace zarvo_host
+}  // namespace host_core
