@@ -1,7 +1,6 @@
 // `zarvo_host serve`: the four resources and TearDown over HTTP, with the plug-in's envelopes
 // byte for byte, the Zarvo-Status and Zarvo-Promise headers, and the simulator controls.
 #include <gtest/gtest.h>
-#include <httplib.h>
 
 #include <signal.h>
 
@@ -18,25 +17,26 @@ constexpr const char* kNullValue = "{\"error\":null,\"value\":null}";
 
 class ServeCalls : public ::testing::Test {
  protected:
-  ServeCalls() : client_("127.0.0.1", server_.port()) {}
+  ServeCalls() : client_(server_.port()) {}
 
-  httplib::Result post(const std::string& path, const std::string& body) {
-    return client_.Post(path.c_str(), body, "application/json");
+  serve_test::Result post(const std::string& path, const std::string& body) {
+    return client_.post(path.c_str(), body, "application/json");
   }
   // POST /bridge/<resource>; checks the plug-in answer's headers and returns it.
-  httplib::Result call(const std::string& resource, const std::string& method,
-                       const std::string& parameters, const std::string& body = "") {
-    httplib::Result result = post("/bridge/" + resource, resourceBody(method, parameters, body));
+  serve_test::Result call(const std::string& resource, const std::string& method,
+                          const std::string& parameters, const std::string& body = "") {
+    serve_test::Result result = post("/bridge/" + resource, resourceBody(method, parameters, body));
     if (result) {
       EXPECT_EQ(result->get_header_value("Content-Type"), "application/json");
       EXPECT_EQ(result->get_header_value("Zarvo-Status"), std::to_string(result->status));
       EXPECT_EQ(result->get_header_value("Zarvo-Promise"), std::to_string(++promise_));
+      EXPECT_EQ(result->get_header_value("Zarvo-Instance").size(), 16u);
     }
     return result;
   }
 
   ServeProcess server_;
-  httplib::Client client_;
+  serve_test::HttpClient client_;
   int promise_ = 0;
 };
 
@@ -51,7 +51,8 @@ TEST_F(ServeCalls, APortInUseEndsWithStatusOne) {
   EXPECT_EQ(second.firstLine(), "");
   EXPECT_EQ(second.stop(SIGTERM), 1);
   EXPECT_EQ(second.errorOutput(),
-            "zarvo_host: cannot listen on 127.0.0.1:" + std::to_string(server_.port()) + "\n");
+            "zarvo_host: cannot listen on 127.0.0.1:" + std::to_string(server_.port()) +
+                ": Address already in use\n");
 }
 
 TEST_F(ServeCalls, ConnectAndBridgeCrossAnswerThePluginEnvelopes) {
@@ -141,7 +142,7 @@ TEST_F(ServeCalls, MissingMembersPassTheEmptyText) {
                       "{\"options\":\"{\\\"method\\\":\\\"post\\\"}\",\"extra\":\"{}\","
                       "\"parameters\":\"{\\\"name\\\":\\\"vie\\\\\\\"wer\\\"}\"}");
   ASSERT_TRUE(escaped);
-  auto log = client_.Get("/simulator/log");
+  auto log = client_.get("/simulator/log");
   ASSERT_TRUE(log);
   EXPECT_NE(
       log->body.find("ZrvConnectApplication(\\\"vie\\\\\\\"wer\\\", \\\"zarvo_host\\\") -> 0"),
@@ -151,9 +152,9 @@ TEST_F(ServeCalls, MissingMembersPassTheEmptyText) {
 
 TEST_F(ServeCalls, EveryAnswerForbidsCachingAndSniffingAndCarriesNoCorsHeaders) {
   auto answer = call("ZarvoApplication", "post", "{\"name\":\"viewer\"}");
-  auto hostMade = client_.Get("/bridge/Nothing");
-  auto log = client_.Get("/simulator/log");
-  for (const httplib::Result* result : {&answer, &hostMade, &log}) {
+  auto hostMade = client_.get("/bridge/Nothing");
+  auto log = client_.get("/simulator/log");
+  for (const serve_test::Result* result : {&answer, &hostMade, &log}) {
     ASSERT_TRUE(*result);
     EXPECT_EQ((*result)->get_header_value("Cache-Control"), "no-store");
     EXPECT_EQ((*result)->get_header_value("X-Content-Type-Options"), "nosniff");
@@ -164,13 +165,14 @@ TEST_F(ServeCalls, EveryAnswerForbidsCachingAndSniffingAndCarriesNoCorsHeaders) 
 }
 
 TEST_F(ServeCalls, ARangeHeaderNeverCutsAnAnswer) {
-  auto connected = client_.Post("/bridge/ZarvoApplication", {{"Range", "bytes=2-5"}},
-                                resourceBody("post", "{\"name\":\"viewer\"}"), "application/json");
+  auto connected =
+      client_.post("/bridge/ZarvoApplication", resourceBody("post", "{\"name\":\"viewer\"}"),
+                   "application/json", {{"Range", "bytes=2-5"}});
   ASSERT_TRUE(connected);
   ++promise_;
   EXPECT_EQ(connected->status, 200);
   EXPECT_EQ(connected->body, kNullValue);
-  auto log = client_.Get("/simulator/log", {{"Range", "bytes=0-3"}});
+  auto log = client_.get("/simulator/log", {{"Range", "bytes=0-3"}});
   ASSERT_TRUE(log);
   EXPECT_EQ(log->status, 200);
   EXPECT_EQ(log->body.rfind("{\"calls\":[", 0), 0u);
@@ -180,14 +182,14 @@ TEST_F(ServeCalls, ARangeHeaderNeverCutsAnAnswer) {
 TEST_F(ServeCalls, TeardownAnswers204AndClosesEveryConnection) {
   ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"viewer\"}"));
   ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"printer\"}"));
-  auto before = client_.Get("/simulator/log");
+  auto before = client_.get("/simulator/log");
   ASSERT_TRUE(before);
   auto teardown = post("/teardown", "ignored");
   ASSERT_TRUE(teardown);
   EXPECT_EQ(teardown->status, 204);
   EXPECT_TRUE(teardown->body.empty());
   EXPECT_FALSE(teardown->has_header("Zarvo-Status"));
-  auto after = client_.Get("/simulator/log?from=4");
+  auto after = client_.get("/simulator/log?from=4");
   ASSERT_TRUE(after);
   EXPECT_EQ(
       after->body,
@@ -202,23 +204,23 @@ TEST_F(ServeCalls, TeardownAnswers204AndClosesEveryConnection) {
 
 TEST_F(ServeCalls, SimulatorLogAndApplications) {
   ASSERT_TRUE(call("ZarvoApplication", "post", "{\"name\":\"viewer\"}"));
-  auto log = client_.Get("/simulator/log");
+  auto log = client_.get("/simulator/log");
   ASSERT_TRUE(log);
   EXPECT_EQ(log->status, 200);
   EXPECT_EQ(log->get_header_value("Content-Type"), "application/json");
   EXPECT_EQ(log->body,
             "{\"calls\":[\"ZrvConnectApplication(\\\"viewer\\\", \\\"zarvo_host\\\") -> 1\","
             "\"ZrvSetApplicationDidDisconnectCallback(1, callback, context) -> 1\"],\"next\":2}");
-  auto tail = client_.Get("/simulator/log?from=1");
+  auto tail = client_.get("/simulator/log?from=1");
   ASSERT_TRUE(tail);
   EXPECT_EQ(tail->body,
             "{\"calls\":[\"ZrvSetApplicationDidDisconnectCallback(1, callback, context) -> 1\"],"
             "\"next\":2}");
-  auto beyond = client_.Get("/simulator/log?from=99");
+  auto beyond = client_.get("/simulator/log?from=99");
   ASSERT_TRUE(beyond);
   EXPECT_EQ(beyond->body, "{\"calls\":[],\"next\":2}");
 
-  auto applications = client_.Get("/simulator/applications");
+  auto applications = client_.get("/simulator/applications");
   ASSERT_TRUE(applications);
   EXPECT_EQ(applications->status, 200);
   EXPECT_EQ(applications->get_header_value("Content-Type"), "application/json");
@@ -241,27 +243,28 @@ TEST_F(ServeCalls, SimulatorRaiseAndDisconnectAnswer) {
   EXPECT_EQ(notified->body, "{\"notified\":true}");
 }
 
-TEST(ServeBrokenPlugin, AnswersOtherThanExactlyOneAreTheServersOwn500) {
+TEST(ServeBrokenPlugin, AnswersOtherThanExactlyOneAreTheHostsOwn502) {
   ServeProcess server({"--plugin", ZARVO_SERVE_TEST_FAKE_PLUGIN});
-  httplib::Client client("127.0.0.1", server.port());
+  serve_test::HttpClient client(server.port());
   const struct {
     std::string resource;
     std::string message;
   } cases[] = {
-      {"ZarvoApplication", "the plug-in set 0 responses for promise 1"},
-      {"ZarvoApplicationBridge", "the plug-in set 2 responses for promise 2"},
-      {"ZarvoApplicationCustom", "the plug-in set 1 responses for promise 3"},
+      {"ZarvoApplication", "ZarvoApplication set 0 responses for promise 1"},
+      {"ZarvoApplicationBridge", "ZarvoApplicationBridge set 2 responses for promise 2"},
+      {"ZarvoApplicationCustom",
+       "ZarvoApplicationCustom returned promise 3 but answered promise 103"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.resource);
-    auto result = client.Post(("/bridge/" + c.resource).c_str(), "{}", "application/json");
+    auto result = client.post(("/bridge/" + c.resource).c_str(), "{}", "application/json");
     ASSERT_TRUE(result);
-    EXPECT_EQ(result->status, 500);
+    EXPECT_EQ(result->status, 502);
     EXPECT_EQ(result->body,
-              "{\"error\":{\"message\":\"" + c.message + "\",\"name\":\"PluginError\"}}");
+              "{\"error\":{\"message\":\"" + c.message + "\",\"name\":\"PluginFault\"}}");
     EXPECT_FALSE(result->has_header("Zarvo-Status"));
   }
-  auto fine = client.Post("/bridge/ZarvoApplicationEvent", "{}", "application/json");
+  auto fine = client.post("/bridge/ZarvoApplicationEvent", "{}", "application/json");
   ASSERT_TRUE(fine);
   EXPECT_EQ(fine->status, 200);
   EXPECT_EQ(fine->get_header_value("Zarvo-Promise"), "4");

@@ -2,11 +2,12 @@
 // order with ids from 1, replay after Last-Event-ID (header or query), gaps after reconnecting
 // too late and for a reader that stopped reading, and the limit on open streams.
 #include <gtest/gtest.h>
-#include <httplib.h>
 
+#include <chrono>
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "serve_test_support.h"
@@ -26,21 +27,21 @@ std::string tick(int n) {
 class ServeEvents : public ::testing::Test {
  protected:
   explicit ServeEvents(const std::vector<std::string>& args = {})
-      : server_(args), client_("127.0.0.1", server_.port()) {}
+      : server_(args), client_(server_.port()) {}
 
   void SetUp() override {
     ASSERT_EQ(bridge("ZarvoApplication", "{\"name\":\"viewer\"}"), 200);
     ASSERT_EQ(bridge("ZarvoApplicationEvent", "{\"name\":\"viewer\",\"type\":\"tick\"}"), 200);
   }
   int bridge(const std::string& resource, const std::string& parameters) {
-    auto result = client_.Post(("/bridge/" + resource).c_str(), resourceBody("post", parameters),
+    auto result = client_.post(("/bridge/" + resource).c_str(), resourceBody("post", parameters),
                                "application/json");
     return result ? result->status : -1;
   }
   // Raises tick events with payloads {"n":first} .. {"n":first+count-1}, one request each.
   void raiseTicks(int first, int count) {
     for (int n = first; n < first + count; ++n) {
-      auto result = client_.Post("/simulator/raise",
+      auto result = client_.post("/simulator/raise",
                                  "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"{\\\"n\\\":" +
                                      std::to_string(n) + "}\"}",
                                  "application/json");
@@ -48,13 +49,23 @@ class ServeEvents : public ::testing::Test {
       ASSERT_EQ(result->status, 200);
     }
   }
-  static void expectOpening(SseClient& stream) {
-    ASSERT_EQ(stream.head().status, 200);
-    EXPECT_EQ(stream.head().headers.at("content-type"), "text/event-stream");
-    EXPECT_EQ(stream.head().headers.at("cache-control"), "no-store");
+  // The stream's header, "retry: 1000", and the hello naming the instance; returns the instance.
+  static std::string expectOpening(SseClient& stream) {
+    EXPECT_EQ(stream.head().status, 200);
+    if (stream.head().status != 200) return "";
+    EXPECT_EQ(stream.head().get_header_value("content-type"), "text/event-stream");
+    EXPECT_EQ(stream.head().get_header_value("cache-control"), "no-store");
     SseEvent opening;
-    ASSERT_TRUE(stream.next(&opening));
+    EXPECT_TRUE(stream.next(&opening));
     EXPECT_EQ(opening.retry, "1000");
+    SseEvent hello;
+    EXPECT_TRUE(stream.next(&hello));
+    EXPECT_EQ(hello.event, "zarvoHello");
+    EXPECT_EQ(hello.id, "");
+    const std::string instance = stream.head().get_header_value("zarvo-instance");
+    EXPECT_EQ(instance.size(), 16u);
+    EXPECT_EQ(hello.data, "{\"instance\":\"" + instance + "\"}");
+    return instance;
   }
   static void expectTick(SseClient& stream, int id, int n) {
     SseEvent event;
@@ -65,7 +76,7 @@ class ServeEvents : public ::testing::Test {
   }
 
   ServeProcess server_;
-  httplib::Client client_;
+  serve_test::HttpClient client_;
 };
 
 TEST_F(ServeEvents, RaisedEventsArriveInOrderWithIdsFromOne) {
@@ -75,7 +86,7 @@ TEST_F(ServeEvents, RaisedEventsArriveInOrderWithIdsFromOne) {
   for (int i = 1; i <= 3; ++i) expectTick(stream, i, i);
   // The whole block, byte for byte.
   auto raised =
-      client_.Post("/simulator/raise",
+      client_.post("/simulator/raise",
                    "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"[1,2,]\",\"count\":2}",
                    "application/json");
   ASSERT_TRUE(raised);
@@ -146,7 +157,7 @@ TEST_F(ServeSmallRing, ReconnectingTooLateGetsAGapThenTheOldestHeld) {
 TEST_F(ServeSmallRing, TheNewestEventIsKeptEvenWhenItAloneIsLarger) {
   const std::string big(400, 'x');
   auto raised =
-      client_.Post("/simulator/raise",
+      client_.post("/simulator/raise",
                    "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"\\\"" + big + "\\\"\"}",
                    "application/json");
   ASSERT_TRUE(raised);
@@ -171,7 +182,7 @@ TEST_F(ServeSlowReader, AReaderThatStopsGetsAGapAndContinuesWithinTheRing) {
   // can absorb (the sender's grows to 4 MB by default), so the writer must fall behind the ring.
   const std::string payload(2000, 'p');
   const int count = 5000;
-  auto raised = client_.Post("/simulator/raise",
+  auto raised = client_.post("/simulator/raise",
                              "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"\\\"" + payload +
                                  "\\\"\",\"count\":" + std::to_string(count) + "}",
                              "application/json");
@@ -220,30 +231,37 @@ TEST_F(ServeSlowReader, AReaderThatStopsGetsAGapAndContinuesWithinTheRing) {
   expectTick(stream, count + 1, 7);
 }
 
-TEST_F(ServeEvents, AtMostSixteenStreamsAtOnce) {
+class ServeFewStreams : public ServeEvents {
+ protected:
+  ServeFewStreams() : ServeEvents({"--max-streams", "4"}) {}
+};
+
+TEST_F(ServeFewStreams, AtMostMaxStreamsAtOnceAndAPlaceIsFreeAsSoonAsItsReaderLeaves) {
   std::vector<std::unique_ptr<SseClient>> streams;
-  for (int i = 0; i < 16; ++i) {
+  for (int i = 0; i < 4; ++i) {
     streams.push_back(std::make_unique<SseClient>(server_.port()));
     expectOpening(*streams.back());
   }
   SseClient refused(server_.port());
   EXPECT_EQ(refused.head().status, 503);
   EXPECT_EQ(refused.head().body,
-            "{\"error\":{\"message\":\"too many event streams (at most 16)\",\"name\":"
+            "{\"error\":{\"message\":\"too many event streams (at most 4)\",\"name\":"
             "\"Unavailable\"}}");
-  // Calls are still served while sixteen streams are open.
+  // Calls are still served while every stream place is taken.
   ASSERT_EQ(bridge("ZarvoApplication", "{\"name\":\"printer\"}"), 200);
-  // A stream whose reader left is counted out once the server notices, at its next write.
+  // A reader that leaves frees its place without any event or keep-alive being written: the
+  // server sees the close at once (the test allows it a generous moment, well below the 15 s
+  // between keep-alives).
   streams.pop_back();
-  raiseTicks(1, 1);
-  for (auto& stream : streams) expectTick(*stream, 1, 1);
   bool admitted = false;
-  for (int attempt = 0; attempt < 200 && !admitted; ++attempt) {
+  for (int attempt = 0; attempt < 100 && !admitted; ++attempt) {
     SseClient another(server_.port());
     admitted = another.head().status == 200;
-    if (!admitted) raiseTicks(1, 1);
+    if (!admitted) std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   EXPECT_TRUE(admitted);
+  raiseTicks(1, 1);
+  for (auto& stream : streams) expectTick(*stream, 1, 1);
 }
 
 }  // namespace

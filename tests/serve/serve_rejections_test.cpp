@@ -2,7 +2,6 @@
 // with its exact JSON answer and without Zarvo-Status, and proof that a refused request leaves
 // the plug-in and the server's state as they were.
 #include <gtest/gtest.h>
-#include <httplib.h>
 
 #include <string>
 
@@ -22,10 +21,10 @@ std::string hostError(const std::string& name, const std::string& message) {
 class ServeRejections : public ::testing::Test {
  protected:
   explicit ServeRejections(const std::vector<std::string>& args = {})
-      : server_(args), client_("127.0.0.1", server_.port()) {}
+      : server_(args), client_(server_.port()) {}
 
   // Checks that `result` is the host-made answer `status`/`name`/`message`.
-  static void expectHostError(const httplib::Result& result, int status, const std::string& name,
+  static void expectHostError(const serve_test::Result& result, int status, const std::string& name,
                               const std::string& message) {
     ASSERT_TRUE(result);
     EXPECT_EQ(result->status, status);
@@ -36,21 +35,21 @@ class ServeRejections : public ::testing::Test {
   }
   void expectBadBridgeBody(const std::string& body, const std::string& message) {
     SCOPED_TRACE(body);
-    expectHostError(client_.Post("/bridge/ZarvoApplication", body, "application/json"), 400,
+    expectHostError(client_.post("/bridge/ZarvoApplication", body, "application/json"), 400,
                     "BadProtocolRequest", message);
   }
   void expectBadRaise(const std::string& body, const std::string& message) {
     SCOPED_TRACE(body);
-    expectHostError(client_.Post("/simulator/raise", body, "application/json"), 400,
+    expectHostError(client_.post("/simulator/raise", body, "application/json"), 400,
                     "BadProtocolRequest", message);
   }
   std::string log() {
-    auto result = client_.Get("/simulator/log");
+    auto result = client_.get("/simulator/log");
     return result ? result->body : std::string("no answer");
   }
 
   ServeProcess server_;
-  httplib::Client client_;
+  serve_test::HttpClient client_;
 };
 
 TEST_F(ServeRejections, BridgeBodiesThatAreNotTheProtocolsObject) {
@@ -68,39 +67,39 @@ TEST_F(ServeRejections, BridgeBodiesThatAreNotTheProtocolsObject) {
 }
 
 TEST_F(ServeRejections, UnknownResourcesAndPaths) {
-  expectHostError(client_.Post("/bridge/ZarvoFoo", "{}", "application/json"), 404, "NotFound",
+  expectHostError(client_.post("/bridge/ZarvoFoo", "{}", "application/json"), 404, "NotFound",
                   "unknown resource 'ZarvoFoo'");
-  expectHostError(client_.Post("/bridge/zarvoapplication", "{}", "application/json"), 404,
+  expectHostError(client_.post("/bridge/zarvoapplication", "{}", "application/json"), 404,
                   "NotFound", "unknown resource 'zarvoapplication'");
-  expectHostError(client_.Get("/bridge/"), 404, "NotFound", "unknown resource ''");
-  expectHostError(client_.Get("/simulator/nope"), 404, "NotFound",
+  expectHostError(client_.get("/bridge/"), 404, "NotFound", "unknown resource ''");
+  expectHostError(client_.get("/simulator/nope"), 404, "NotFound",
                   "unknown simulator control 'nope'");
-  expectHostError(client_.Get("/no-such-file.html"), 404, "NotFound",
+  expectHostError(client_.get("/no-such-file.html"), 404, "NotFound",
                   "no file at '/no-such-file.html'");
 }
 
 TEST_F(ServeRejections, OtherMethodsAre405WithAllow) {
-  auto get = client_.Get("/bridge/ZarvoApplication");
+  auto get = client_.get("/bridge/ZarvoApplication");
   expectHostError(get, 405, "MethodNotAllowed",
                   "method GET is not allowed on /bridge/ZarvoApplication (allowed: POST)");
   EXPECT_EQ(get->get_header_value("Allow"), "POST");
-  auto put = client_.Put("/bridge/ZarvoApplicationEvent", "{}", "application/json");
+  auto put = client_.put("/bridge/ZarvoApplicationEvent", "{}", "application/json");
   expectHostError(put, 405, "MethodNotAllowed",
                   "method PUT is not allowed on /bridge/ZarvoApplicationEvent (allowed: POST)");
-  auto teardown = client_.Get("/teardown");
+  auto teardown = client_.get("/teardown");
   expectHostError(teardown, 405, "MethodNotAllowed",
                   "method GET is not allowed on /teardown (allowed: POST)");
-  auto raise = client_.Get("/simulator/raise");
+  auto raise = client_.get("/simulator/raise");
   expectHostError(raise, 405, "MethodNotAllowed",
                   "method GET is not allowed on /simulator/raise (allowed: POST)");
-  auto events = client_.Delete("/events");
+  auto events = client_.send("DELETE", "/events", "", "", {});
   expectHostError(events, 405, "MethodNotAllowed",
                   "method DELETE is not allowed on /events (allowed: GET)");
   EXPECT_EQ(events->get_header_value("Allow"), "GET");
-  auto log = client_.Post("/simulator/log", "{}", "application/json");
+  auto log = client_.post("/simulator/log", "{}", "application/json");
   expectHostError(log, 405, "MethodNotAllowed",
                   "method POST is not allowed on /simulator/log (allowed: GET)");
-  auto file = client_.Post("/index.html", "{}", "application/json");
+  auto file = client_.post("/index.html", "{}", "application/json");
   expectHostError(file, 405, "MethodNotAllowed",
                   "method POST is not allowed on /index.html (allowed: GET, HEAD)");
   EXPECT_EQ(file->get_header_value("Allow"), "GET, HEAD");
@@ -123,29 +122,29 @@ TEST_F(ServeRejections, SimulatorControlBodies) {
   expectBadRaise("{\"app\":\"viewer\",\"type\":\"t\",\"cnt\":2}", "unknown member 'cnt'");
   expectBadRaise("[1]", "request body is not a JSON object");
   expectHostError(
-      client_.Post("/simulator/disconnect", "{\"app\":\"viewer\",\"x\":1}", "application/json"),
+      client_.post("/simulator/disconnect", "{\"app\":\"viewer\",\"x\":1}", "application/json"),
       400, "BadProtocolRequest", "unknown member 'x'");
-  expectHostError(client_.Post("/simulator/disconnect", "{}", "application/json"), 400,
+  expectHostError(client_.post("/simulator/disconnect", "{}", "application/json"), 400,
                   "BadProtocolRequest", "member 'app' is required");
 }
 
 TEST_F(ServeRejections, ControlsForAnApplicationWithoutConnectionAreNotConnected) {
-  expectHostError(client_.Post("/simulator/raise", "{\"app\":\"viewer\",\"type\":\"tick\"}",
+  expectHostError(client_.post("/simulator/raise", "{\"app\":\"viewer\",\"type\":\"tick\"}",
                                "application/json"),
                   404, "NotConnected", "application 'viewer' is not connected");
   expectHostError(
-      client_.Post("/simulator/disconnect", "{\"app\":\"printer\"}", "application/json"), 404,
+      client_.post("/simulator/disconnect", "{\"app\":\"printer\"}", "application/json"), 404,
       "NotConnected", "application 'printer' is not connected");
 }
 
 TEST_F(ServeRejections, BadSequenceNumbersAndIndexes) {
-  expectHostError(client_.Get("/events?lastEventId=abc"), 400, "BadProtocolRequest",
+  expectHostError(client_.get("/events?lastEventId=abc"), 400, "BadProtocolRequest",
                   "lastEventId 'abc' is not a decimal number");
-  expectHostError(client_.Get("/events", {{"Last-Event-ID", "-1"}}), 400, "BadProtocolRequest",
+  expectHostError(client_.get("/events", {{"Last-Event-ID", "-1"}}), 400, "BadProtocolRequest",
                   "Last-Event-ID '-1' is not a decimal number");
-  expectHostError(client_.Get("/events?lastEventId="), 400, "BadProtocolRequest",
+  expectHostError(client_.get("/events?lastEventId="), 400, "BadProtocolRequest",
                   "lastEventId '' is not a decimal number");
-  expectHostError(client_.Get("/simulator/log?from=1x"), 400, "BadProtocolRequest",
+  expectHostError(client_.get("/simulator/log?from=1x"), 400, "BadProtocolRequest",
                   "from '1x' is not a decimal number");
 }
 
@@ -204,7 +203,7 @@ TEST_F(ServeRejections, TheServersOwnHostsAndOriginsPass) {
 }
 
 TEST_F(ServeRejections, RejectedRequestsReachNothing) {
-  auto first = client_.Post("/bridge/ZarvoApplication",
+  auto first = client_.post("/bridge/ZarvoApplication",
                             resourceBody("post", "{\"name\":\"viewer\"}"), "application/json");
   ASSERT_TRUE(first);
   EXPECT_EQ(first->get_header_value("Zarvo-Promise"), "1");
@@ -217,11 +216,11 @@ TEST_F(ServeRejections, RejectedRequestsReachNothing) {
                           "\r\nOrigin: http://evil.example\r\nContent-Length: " +
                           std::to_string(call.size()) + "\r\nConnection: close\r\n\r\n" + call);
   EXPECT_EQ(foreign.status, 403);
-  EXPECT_EQ(client_.Put("/bridge/ZarvoApplication", call, "application/json")->status, 405);
-  EXPECT_EQ(client_.Post("/bridge/ZarvoApplication", "{\"body\":1}", "application/json")->status,
+  EXPECT_EQ(client_.put("/bridge/ZarvoApplication", call, "application/json")->status, 405);
+  EXPECT_EQ(client_.post("/bridge/ZarvoApplication", "{\"body\":1}", "application/json")->status,
             400);
   EXPECT_EQ(log(), before);
-  auto next = client_.Post("/bridge/ZarvoApplication",
+  auto next = client_.post("/bridge/ZarvoApplication",
                            resourceBody("post", "{\"name\":\"printer\"}"), "application/json");
   ASSERT_TRUE(next);
   EXPECT_EQ(next->get_header_value("Zarvo-Promise"), "2");
@@ -237,7 +236,7 @@ TEST_F(ServeSmallBody, BodiesUpToTheLimitPassAndLargerOnesAre413) {
   std::string exact = "{\"body\":\"\"}";
   exact.insert(9, std::string(64 - exact.size(), 'x'));
   ASSERT_EQ(exact.size(), 64u);
-  auto passed = client_.Post("/bridge/ZarvoApplication", exact, "application/json");
+  auto passed = client_.post("/bridge/ZarvoApplication", exact, "application/json");
   ASSERT_TRUE(passed);
   EXPECT_EQ(passed->status, 405);  // the plug-in's answer: no method given
   EXPECT_EQ(passed->get_header_value("Zarvo-Promise"), "1");
@@ -245,12 +244,12 @@ TEST_F(ServeSmallBody, BodiesUpToTheLimitPassAndLargerOnesAre413) {
 
   std::string over = exact;
   over.insert(9, "x");
-  expectHostError(client_.Post("/bridge/ZarvoApplication", over, "application/json"), 413,
+  expectHostError(client_.post("/bridge/ZarvoApplication", over, "application/json"), 413,
                   "PayloadTooLarge", "request body exceeds 64 bytes");
-  expectHostError(client_.Post("/simulator/raise", over, "application/json"), 413,
+  expectHostError(client_.post("/simulator/raise", over, "application/json"), 413,
                   "PayloadTooLarge", "request body exceeds 64 bytes");
   EXPECT_EQ(log(), before);
-  auto next = client_.Post("/bridge/ZarvoApplication", "{}", "application/json");
+  auto next = client_.post("/bridge/ZarvoApplication", "{}", "application/json");
   ASSERT_TRUE(next);
   EXPECT_EQ(next->get_header_value("Zarvo-Promise"), "2");
 }

@@ -2,7 +2,6 @@
 // its slash, the client module under /zarvo/, the console as the default page, and no way out of
 // a served folder (.., %2e%2e, symbolic links).
 #include <gtest/gtest.h>
-#include <httplib.h>
 #include <unistd.h>
 
 #include <string>
@@ -48,7 +47,7 @@ std::string notFound(const std::string& message) {
 TEST(ServeStatic, ContentTypesByExtension) {
   Folders folders("content_types");
   ServeProcess server({"--page", folders.page, "--web", folders.web});
-  httplib::Client client("127.0.0.1", server.port());
+  serve_test::HttpClient client(server.port());
   const struct {
     std::string path;
     std::string type;
@@ -61,43 +60,43 @@ TEST(ServeStatic, ContentTypesByExtension) {
       {"/file.png", "image/png"},
       {"/file.ts", "text/plain; charset=utf-8"},
       {"/file.bin", "application/octet-stream"},
-      {"/file.HTML", "application/octet-stream"},
+      {"/file.HTML", "text/html; charset=utf-8"},
       {"/noextension", "application/octet-stream"},
       {"/index.html", "text/html; charset=utf-8"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.path);
-    auto result = client.Get(c.path.c_str());
+    auto result = client.get(c.path.c_str());
     ASSERT_TRUE(result);
     EXPECT_EQ(result->status, 200);
     EXPECT_EQ(result->get_header_value("Content-Type"), c.type);
     EXPECT_EQ(result->get_header_value("Cache-Control"), "no-store");
     EXPECT_EQ(result->get_header_value("X-Content-Type-Options"), "nosniff");
   }
-  EXPECT_EQ(client.Get("/file.ts")->body, "ts");
+  EXPECT_EQ(client.get("/file.ts")->body, "ts");
 }
 
 TEST(ServeStatic, FoldersServeTheirIndex) {
   Folders folders("index");
   ServeProcess server({"--page", folders.page, "--web", folders.web});
-  httplib::Client client("127.0.0.1", server.port());
-  auto root = client.Get("/");
+  serve_test::HttpClient client(server.port());
+  auto root = client.get("/");
   ASSERT_TRUE(root);
   EXPECT_EQ(root->status, 200);
   EXPECT_EQ(root->body, "<p>page</p>");
   EXPECT_EQ(root->get_header_value("Content-Type"), "text/html; charset=utf-8");
-  auto sub = client.Get("/sub/");
+  auto sub = client.get("/sub/");
   ASSERT_TRUE(sub);
   EXPECT_EQ(sub->body, "<p>sub</p>");
-  auto redirect = client.Get("/sub");
+  auto redirect = client.get("/sub");
   ASSERT_TRUE(redirect);
   EXPECT_EQ(redirect->status, 301);
   EXPECT_EQ(redirect->get_header_value("Location"), "/sub/");
-  auto empty = client.Get("/empty/");
+  auto empty = client.get("/empty/");
   ASSERT_TRUE(empty);
   EXPECT_EQ(empty->status, 404);
   EXPECT_EQ(empty->body, notFound("no file at '/empty/'"));
-  auto head = client.Head("/index.html");
+  auto head = client.head("/index.html");
   ASSERT_TRUE(head);
   EXPECT_EQ(head->status, 200);
   EXPECT_TRUE(head->body.empty());
@@ -106,20 +105,20 @@ TEST(ServeStatic, FoldersServeTheirIndex) {
 TEST(ServeStatic, TheClientModuleAndTheDefaultConsole) {
   Folders folders("module_console");
   ServeProcess server({"--web", folders.web});
-  httplib::Client client("127.0.0.1", server.port());
-  auto module = client.Get("/zarvo/zarvo.js");
+  serve_test::HttpClient client(server.port());
+  auto module = client.get("/zarvo/zarvo.js");
   ASSERT_TRUE(module);
   EXPECT_EQ(module->status, 200);
   EXPECT_EQ(module->body, "export {};");
   EXPECT_EQ(module->get_header_value("Content-Type"), "text/javascript; charset=utf-8");
-  auto console = client.Get("/");
+  auto console = client.get("/");
   ASSERT_TRUE(console);
   EXPECT_EQ(console->body, "<p>console</p>");
   // With --page, / is the author's page and /zarvo/ still the module.
   ServeProcess page({"--page", folders.page, "--web", folders.web});
-  httplib::Client pageClient("127.0.0.1", page.port());
-  EXPECT_EQ(pageClient.Get("/")->body, "<p>page</p>");
-  EXPECT_EQ(pageClient.Get("/zarvo/zarvo.js")->body, "export {};");
+  serve_test::HttpClient pageClient(page.port());
+  EXPECT_EQ(pageClient.get("/")->body, "<p>page</p>");
+  EXPECT_EQ(pageClient.get("/zarvo/zarvo.js")->body, "export {};");
 }
 
 TEST(ServeStatic, NoPathLeavesItsFolder) {

@@ -93,7 +93,8 @@ std::string resourceBody(const std::string& method, const std::string& parameter
 }
 
 std::string hostPath() {
-  return ZARVO_SERVE_TEST_HOST;
+  const char* other = std::getenv("ZARVO_SERVE_TEST_HOST_OVERRIDE");
+  return other != nullptr && *other != '\0' ? other : ZARVO_SERVE_TEST_HOST;
 }
 std::string applicationsPath() {
   return ZARVO_SERVE_TEST_APPS;
@@ -131,8 +132,6 @@ ServeProcess::ServeProcess(const std::vector<std::string>& args,
   pid_ = fork();
   if (pid_ == 0) {
     for (const auto& [name, value] : env) setenv(name.c_str(), value.c_str(), 1);
-    // Matters only when the host is built with ThreadSanitizer.
-    setenv("TSAN_OPTIONS", "suppressions=" ZARVO_SERVE_TEST_TSAN_SUPPRESSIONS, 1);
     dup2(out[1], STDOUT_FILENO);
     const int err = ::open(errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     if (err >= 0) dup2(err, STDERR_FILENO);
@@ -205,24 +204,155 @@ bool sendAll(int fd, const std::string& text) {
   return true;
 }
 
-RawResponse readResponse(int fd) {
+namespace {
+
+// Reads until `buffer` holds at least `size` bytes; false when the connection ends first.
+bool fillTo(int fd, std::string* buffer, size_t size) {
+  while (buffer->size() < size) {
+    char chunk[65536];
+    const ssize_t n = recv(fd, chunk, sizeof chunk, 0);
+    if (n <= 0) return false;
+    buffer->append(chunk, static_cast<size_t>(n));
+  }
+  return true;
+}
+
+// Decodes a chunked body from `raw` (reading more from `fd` as needed) into `body`.
+bool readChunked(int fd, std::string raw, std::string* body) {
+  for (;;) {
+    size_t lineEnd = 0;
+    while ((lineEnd = raw.find("\r\n")) == std::string::npos) {
+      if (!fillTo(fd, &raw, raw.size() + 1)) return false;
+    }
+    const size_t size = std::strtoull(raw.substr(0, lineEnd).c_str(), nullptr, 16);
+    if (!fillTo(fd, &raw, lineEnd + 2 + size + 2)) return false;
+    body->append(raw, lineEnd + 2, size);
+    raw.erase(0, lineEnd + 2 + size + 2);
+    if (size == 0) return true;
+  }
+}
+
+}  // namespace
+
+std::string RawResponse::get_header_value(const std::string& name) const {
+  const auto found = headers.find(lower(name));
+  return found == headers.end() ? std::string() : found->second;
+}
+
+bool RawResponse::has_header(const std::string& name) const {
+  return headers.count(lower(name)) != 0;
+}
+
+RawResponse readResponse(int fd, bool head) {
   RawResponse response;
   std::string buffer;
   size_t end = 0;
-  if (!readHead(fd, &buffer, &end)) return response;
-  parseHead(buffer.substr(0, end), &response);
-  response.body = buffer.substr(end + 4);
-  const auto length = response.headers.find("content-length");
-  const size_t wanted =
-      length != response.headers.end() ? std::strtoull(length->second.c_str(), nullptr, 10) : 0;
-  while (response.body.size() < wanted) {
-    char chunk[65536];
-    const ssize_t n = recv(fd, chunk, sizeof chunk, 0);
-    if (n <= 0) return response;
-    response.body.append(chunk, static_cast<size_t>(n));
+  do {
+    buffer.erase(0, end == 0 ? 0 : end + 4);
+    if (!readHead(fd, &buffer, &end)) return response;
+    response = RawResponse();
+    parseHead(buffer.substr(0, end), &response);
+  } while (response.status == 100);  // an interim answer; the real one follows
+  std::string rest = buffer.substr(end + 4);
+  const bool bodyless = head || response.status == 204 || response.status == 304;
+  if (bodyless) {
+    response.complete = true;
+  } else if (response.get_header_value("transfer-encoding") == "chunked") {
+    response.complete = readChunked(fd, std::move(rest), &response.body);
+  } else if (response.has_header("content-length")) {
+    const size_t wanted =
+        std::strtoull(response.get_header_value("content-length").c_str(), nullptr, 10);
+    response.complete = fillTo(fd, &rest, wanted);
+    response.body = rest.substr(0, wanted);
+  } else {
+    fillTo(fd, &rest, std::string::npos);  // until the connection ends
+    response.body = rest;
+    response.complete = true;
   }
-  response.complete = true;
   return response;
+}
+
+bool connectionEnds(int fd) {
+  char byte = 0;
+  return recv(fd, &byte, 1, 0) == 0;
+}
+
+namespace {
+
+long statusField(pid_t pid, const std::string& field) {
+  std::istringstream lines(readFile("/proc/" + std::to_string(pid) + "/status"));
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.compare(0, field.size() + 1, field + ":") == 0) {
+      return std::atol(line.c_str() + field.size() + 1);
+    }
+  }
+  return -1;
+}
+
+}  // namespace
+
+long residentKiB(pid_t pid) {
+  return statusField(pid, "VmRSS");
+}
+
+long peakResidentKiB(pid_t pid) {
+  return statusField(pid, "VmHWM");
+}
+
+HttpClient::HttpClient(int port) : port_(port) {}
+
+HttpClient::~HttpClient() {
+  if (fd_ >= 0) close(fd_);
+}
+
+void HttpClient::setReceiveTimeout(int seconds) {
+  timeoutSeconds_ = seconds;
+}
+
+Result HttpClient::get(const std::string& path, const Headers& headers) {
+  return send("GET", path, "", "", headers);
+}
+
+Result HttpClient::head(const std::string& path) {
+  return send("HEAD", path, "", "", {});
+}
+
+Result HttpClient::post(const std::string& path, const std::string& body, const std::string& type,
+                        const Headers& headers) {
+  return send("POST", path, body, type, headers);
+}
+
+Result HttpClient::put(const std::string& path, const std::string& body, const std::string& type) {
+  return send("PUT", path, body, type, {});
+}
+
+Result HttpClient::send(const std::string& method, const std::string& path, const std::string& body,
+                        const std::string& type, const Headers& headers) {
+  std::string request =
+      method + " " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) + "\r\n";
+  for (const auto& [name, value] : headers) request += name + ": " + value + "\r\n";
+  if (!body.empty() || method == "POST" || method == "PUT") {
+    request +=
+        "Content-Type: " + type + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
+  }
+  request += "\r\n" + body;
+  // A kept-alive connection the server has closed meanwhile fails at once; try a new one.
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    if (fd_ < 0) fd_ = connectTo(port_);
+    if (fd_ < 0) return Result();
+    timeval timeout{};
+    timeout.tv_sec = timeoutSeconds_;
+    setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    RawResponse response;
+    if (sendAll(fd_, request)) response = readResponse(fd_, method == "HEAD");
+    if (!response.complete || response.get_header_value("connection") == "close") {
+      close(fd_);
+      fd_ = -1;
+    }
+    if (response.complete) return Result(std::move(response));
+  }
+  return Result();
 }
 
 RawResponse rawExchange(int port, const std::string& request) {

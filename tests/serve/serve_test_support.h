@@ -4,10 +4,14 @@
 // Design note
 // -----------
 // Every test drives a real `zarvo_host serve --port 0` child: the first line on its standard
-// output names the port. Calls go through httplib::Client; hostile requests and event streams
-// use plain sockets, so the test controls every byte and can stop reading at will. Every socket
-// read has a generous receive timeout, so a broken server fails a test instead of hanging it;
-// no test asserts on time.
+// output names the port. Everything talks to it over plain sockets, so the test controls every
+// byte and can stop reading at will: HttpClient for ordinary requests on a kept-alive
+// connection, rawExchange and friends for hostile ones, SseClient for event streams (and
+// socket_client.h for the WebSocket). Every socket read has a generous receive timeout, so a
+// broken server fails a test instead of hanging it; no test asserts on speed.
+//
+// ZARVO_SERVE_TEST_HOST_OVERRIDE, when set, names another zarvo_host to test (for instance an
+// older build, to see which tests it fails).
 #ifndef ZARVO_TESTS_SERVE_SERVE_TEST_SUPPORT_H
 #define ZARVO_TESTS_SERVE_SERVE_TEST_SUPPORT_H
 
@@ -16,6 +20,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace serve_test {
@@ -46,6 +51,7 @@ class ServeProcess {
   ServeProcess& operator=(const ServeProcess&) = delete;
 
   int port() const { return port_; }
+  pid_t pid() const { return pid_; }
   const std::string& firstLine() const { return firstLine_; }
   std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
   // Sends `signal` and waits; the exit status (or 128 + signal when killed by one).
@@ -67,14 +73,65 @@ struct RawResponse {
   std::map<std::string, std::string> headers;  // names lower-cased
   std::string body;
   bool complete = false;  // a whole response arrived
+
+  // The header's value ("" when absent); `name` in any case.
+  std::string get_header_value(const std::string& name) const;
+  bool has_header(const std::string& name) const;
+};
+
+// What an HttpClient request gives: a response, or nothing when none arrived.
+class Result {
+ public:
+  Result() = default;
+  explicit Result(RawResponse response) : response_(std::move(response)), ok_(true) {}
+  explicit operator bool() const { return ok_; }
+  const RawResponse* operator->() const { return &response_; }
+  const RawResponse& operator*() const { return response_; }
+
+ private:
+  RawResponse response_;
+  bool ok_ = false;
+};
+
+using Headers = std::vector<std::pair<std::string, std::string>>;
+
+// HTTP/1.1 requests on one kept-alive connection, opened again when the server closed it.
+class HttpClient {
+ public:
+  explicit HttpClient(int port);
+  ~HttpClient();
+  HttpClient(const HttpClient&) = delete;
+  HttpClient& operator=(const HttpClient&) = delete;
+
+  Result get(const std::string& path, const Headers& headers = {});
+  Result head(const std::string& path);
+  Result post(const std::string& path, const std::string& body,
+              const std::string& type = "application/json", const Headers& headers = {});
+  Result put(const std::string& path, const std::string& body,
+             const std::string& type = "application/json");
+  // Any method; a body (with its type) only when `body` is not empty or the method is POST/PUT.
+  Result send(const std::string& method, const std::string& path, const std::string& body,
+              const std::string& type, const Headers& headers);
+  void setReceiveTimeout(int seconds);
+
+ private:
+  int port_;
+  int fd_ = -1;
+  int timeoutSeconds_ = 20;
 };
 
 int connectTo(int port);
 bool sendAll(int fd, const std::string& text);
-// Sends `request` on a new connection and reads one response (Content-Length or close).
+// Sends `request` on a new connection and reads one response.
 RawResponse rawExchange(int port, const std::string& request);
-// Reads one response from `fd`.
-RawResponse readResponse(int fd);
+// Reads one response from `fd` (Content-Length, chunked, or until the connection ends); with
+// `head`, the response to a HEAD request (no body).
+RawResponse readResponse(int fd, bool head = false);
+// True when `fd` is closed by the server: the next read ends (no more bytes) in time.
+bool connectionEnds(int fd);
+// The server process's resident memory now and at its peak, in KiB (/proc/<pid>/status).
+long residentKiB(pid_t pid);
+long peakResidentKiB(pid_t pid);
 
 // One event-stream event as a reader sees it.
 struct SseEvent {

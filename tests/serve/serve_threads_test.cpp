@@ -2,7 +2,6 @@
 // every plug-in call on one host thread, and SIGTERM/SIGINT ending the process cleanly with
 // TearDown's disconnects, also while a stream is open and events are flowing.
 #include <gtest/gtest.h>
-#include <httplib.h>
 #include <signal.h>
 
 #include <atomic>
@@ -25,8 +24,8 @@ using serve_test::SseEvent;
 
 int post(int port, const std::string& path, const std::string& body,
          std::string* promise = nullptr) {
-  httplib::Client client("127.0.0.1", port);
-  auto result = client.Post(path.c_str(), body, "application/json");
+  serve_test::HttpClient client(port);
+  auto result = client.post(path.c_str(), body, "application/json");
   if (!result) return -1;
   if (promise != nullptr) *promise = result->get_header_value("Zarvo-Promise");
   return result->status;
@@ -47,9 +46,9 @@ TEST(ServeThreads, CallsFromEightThreadsAreEachAnsweredOnceOnOneHostThread) {
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&] {
-      httplib::Client client("127.0.0.1", server.port());
+      serve_test::HttpClient client(server.port());
       for (int i = 0; i < kCalls; ++i) {
-        auto result = client.Post(
+        auto result = client.post(
             "/bridge/ZarvoApplicationBridge",
             resourceBody("post", "{\"name\":\"viewer\"}", "{\"uri\":\"/document/open\"}"),
             "application/json");
@@ -133,10 +132,10 @@ TEST(ServeThreads, SigtermWhileAStreamIsOpenAndEventsAreFlowing) {
   ASSERT_EQ(stream.head().status, 200);
   std::atomic<bool> raising{true};
   std::thread raiser([&] {
-    httplib::Client client("127.0.0.1", port);
+    serve_test::HttpClient client(port);
     while (raising.load()) {
       auto result =
-          client.Post("/simulator/raise", "{\"app\":\"viewer\",\"type\":\"tick\",\"count\":50}",
+          client.post("/simulator/raise", "{\"app\":\"viewer\",\"type\":\"tick\",\"count\":50}",
                       "application/json");
       if (!result) break;  // the server has gone
     }

@@ -24,7 +24,9 @@
 #include "interactive.h"
 #include "line_reader.h"
 #include "script.h"
+#ifdef ZARVO_HOST_WITH_SERVE
 #include "serve/serve_main.h"
+#endif
 #include "session.h"
 #include "transcript.h"
 #include "version.h"
@@ -193,7 +195,17 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
   using namespace zarvo_host;
   // `zarvo_host serve ...` is its own mode with its own options.
-  if (argc >= 2 && std::strcmp(argv[1], "serve") == 0) return serve::runServe(argc, argv, 2);
+  if (argc >= 2 && std::strcmp(argv[1], "serve") == 0) {
+#ifdef ZARVO_HOST_WITH_SERVE
+    return serve::runServe(argc, argv, 2);
+#else
+    std::fputs(
+        "zarvo_host: this build has no web host: Boost.Beast was not found when it was "
+        "configured (Debian: apt-get install -y libboost-dev)\n",
+        stderr);
+    return kExitInput;
+#endif
+  }
   Options options;
   std::string problem;
   if (!parseCommandLine(argc, argv, &options, &problem)) {

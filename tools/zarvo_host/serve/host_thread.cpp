@@ -5,46 +5,51 @@ namespace zarvo_host::serve {
 HostThread::HostThread() : thread_([this] { loop(); }) {}
 
 HostThread::~HostThread() {
-  stop();
+  if (thread_.joinable()) finish();
 }
 
-bool HostThread::run(const std::function<void()>& job) {
-  Job entry;
-  entry.work = &job;
-  std::unique_lock<std::mutex> lock(mutex_);
-  if (stopping_) return false;
-  jobs_.push_back(&entry);
+bool HostThread::post(Job job) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (finishing_) return false;
+    jobs_.push_back(std::move(job));
+  }
   queued_.notify_one();
-  finished_.wait(lock, [&] { return entry.done; });
   return true;
 }
 
-void HostThread::stop() {
+void HostThread::finish(const Job& last) {
+  std::deque<Job> dropped;
   {
-    std::lock_guard<std::mutex> lock(mutex_);
-    stopping_ = true;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    finishing_ = true;
+    dropped.swap(jobs_);
+    last_ = last;
   }
   queued_.notify_all();
   if (thread_.joinable()) thread_.join();
+  // The dropped jobs (and what they hold) are destroyed here, after the thread has ended.
 }
 
 void HostThread::loop() {
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
-    queued_.wait(lock, [&] { return stopping_ || !jobs_.empty(); });
-    if (jobs_.empty()) return;  // stopping, and nothing left to run
-    Job* job = jobs_.front();
+    queued_.wait(lock, [&] { return finishing_ || !jobs_.empty(); });
+    if (finishing_) break;
+    Job job = std::move(jobs_.front());
     jobs_.pop_front();
     lock.unlock();
     try {
-      (*job->work)();
+      job();
     } catch (...) {
-      // The job's caller sees what the job recorded before it threw; the thread carries on.
+      // A job reports its own outcome; one that throws has none, and the thread carries on.
     }
+    job = nullptr;
     lock.lock();
-    job->done = true;
-    finished_.notify_all();
   }
+  Job last = std::move(last_);
+  lock.unlock();
+  if (last) last();
 }
 
 }  // namespace zarvo_host::serve

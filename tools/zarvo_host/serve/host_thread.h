@@ -1,14 +1,20 @@
-// The host thread: the one thread on which every call into the plug-in runs.
+// A thread that runs jobs one at a time, first in, first out: the host thread, on which every
+// call into the plug-in runs, and the control thread, on which the simulator controls run.
 //
 // Design note
 // -----------
 // The plug-in's registry takes no lock, so a host must call the entry points and TearDown from
-// one thread at a time. The HTTP server serves many connections on many workers; each worker
-// hands its plug-in call to this thread as a job and waits for it. Jobs run one at a time in
-// arrival order (a FIFO queue), whatever the number of connections.
+// one thread at a time. The event loop never calls the plug-in itself: it posts a job here and
+// goes on serving other connections; the job makes the call and posts its outcome back to the
+// loop (`runThenPost`). Jobs run in the order they were posted, whatever connection they came
+// from, so the calls of one WebSocket are answered in the order they were made.
 //
-// Threads: `run` may be called from any thread except the host thread itself; `stop` from the
-// owner's thread. Lifetime: jobs queued before `stop` still run; `run` after `stop` refuses.
+// A simulator control may wait for a million events to be delivered, so the controls run on a
+// second thread of this kind: neither the loop nor the plug-in's calls wait for them.
+//
+// Threads: `post` from any thread; `finish` once, from the owner's thread, never from the job
+// thread itself. Lifetime: jobs posted after `finish` are refused; jobs not started when `finish`
+// is called are dropped unrun (the host is shutting down and their connections are closed).
 #ifndef ZARVO_HOST_SERVE_HOST_THREAD_H
 #define ZARVO_HOST_SERVE_HOST_THREAD_H
 
@@ -17,36 +23,51 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
+
+#include "serve/network.h"
 
 namespace zarvo_host::serve {
 
 class HostThread {
  public:
+  using Job = std::function<void()>;
+
   HostThread();
+  // finish() when it was not called.
   ~HostThread();
   HostThread(const HostThread&) = delete;
   HostThread& operator=(const HostThread&) = delete;
 
-  // Runs `job` on the host thread and waits until it has returned (an exception it throws is
-  // swallowed there). False, without running it, once the thread has been stopped.
-  bool run(const std::function<void()>& job);
-  // Lets the queued jobs finish, then ends the thread. Idempotent.
-  void stop();
+  // Queues `job`; false, without running it, once finish() was called. A job that throws ends
+  // nothing but itself.
+  bool post(Job job);
+  // Drops the jobs that have not started, lets the running one end, runs `last` (if any) on the
+  // thread, and joins it.
+  void finish(const Job& last = nullptr);
 
  private:
-  struct Job {
-    const std::function<void()>* work = nullptr;
-    bool done = false;
-  };
   void loop();
 
   std::mutex mutex_;
   std::condition_variable queued_;
-  std::condition_variable finished_;
-  std::deque<Job*> jobs_;
-  bool stopping_ = false;
+  std::deque<Job> jobs_;
+  Job last_;
+  bool finishing_ = false;
   std::thread thread_;
 };
+
+// Runs `work()` on `thread` and then `done(result)` on the event loop `loop`. False, calling
+// neither, when the thread has finished.
+template <class Work, class Done>
+bool runThenPost(HostThread& thread, const net::any_io_executor& loop, Work work, Done done) {
+  return thread.post([loop, work = std::move(work), done = std::move(done)]() mutable {
+    auto result = work();
+    net::post(loop, [done = std::move(done), result = std::move(result)]() mutable {
+      done(std::move(result));
+    });
+  });
+}
 
 }  // namespace zarvo_host::serve
 

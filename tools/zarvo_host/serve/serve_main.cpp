@@ -1,27 +1,32 @@
 #include "serve/serve_main.h"
 
-#include <httplib.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/socket.h>
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
-#include <sstream>
+#include <exception>
+#include <future>
+#include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
-#include "plugin.h"
-#include "serve/event_ring.h"
+#include "host_core/description_file.h"
+#include "host_core/event_log.h"
+#include "host_core/instance_id.h"
+#include "host_core/plugin.h"
+#include "host_core/plugin_host.h"
+#include "host_core/simulator_controls.h"
+#include "host_core/static_files.h"
+#include "serve/connections.h"
 #include "serve/host_thread.h"
-#include "serve/http_routes.h"
-#include "serve/plugin_calls.h"
+#include "serve/listener.h"
+#include "serve/request_budget.h"
+#include "serve/serve_context.h"
 #include "serve/serve_options.h"
-#include "serve/static_files.h"
-#include "zarvo_simulator.h"
 
 namespace zarvo_host::serve {
 namespace {
@@ -30,108 +35,119 @@ constexpr int kExitOk = 0;
 constexpr int kExitListen = 1;
 constexpr int kExitInput = 2;
 
-// Workers: one per possible event stream plus as many again for calls and files, so open
-// streams never starve the calls.
-constexpr size_t kWorkerThreads = static_cast<size_t>(kMaxEventStreams) * 2;
-// A client that sends nothing for this long loses its worker; an idle keep-alive connection
-// is closed after kKeepAliveSeconds.
-constexpr time_t kReadTimeoutSeconds = 5;
-constexpr time_t kWriteTimeoutSeconds = 5;
-constexpr time_t kKeepAliveSeconds = 5;
-constexpr size_t kKeepAliveRequests = 100;
-constexpr std::chrono::milliseconds kPollInterval{1};
-
-// cpp-httplib listens with a backlog of 5, so a burst of connections (a page loading its
-// modules, a test opening a hundred sockets) would overflow the accept queue and some would be
-// dropped. Calling listen again on the bound socket raises the backlog.
-class Server : public httplib::Server {
- public:
-  void widenBacklog() { ::listen(svr_sock_, SOMAXCONN); }
-};
+// How long connections get to end on their own at shutdown, and how long the loop may run in all.
+constexpr std::chrono::milliseconds kGracefulClose{250};
+constexpr std::chrono::milliseconds kLoopDeadline{600};
+// The request budget, in request size limits (request_budget.h).
+constexpr size_t kBudgetRequests = 8;
 
 int usage(const std::string& problem) {
   std::fprintf(stderr, "zarvo_host: %s\nTry 'zarvo_host --help'.\n", problem.c_str());
   return kExitInput;
 }
 
-// The description's text, for GET /simulator/applications, and loading it into the simulator.
-bool loadApplications(const std::string& path, std::string* text) {
-  std::ifstream in(path, std::ios::in | std::ios::binary);
-  std::ostringstream content;
-  if (in) content << in.rdbuf();
-  char error[1024] = {0};
-  if (ZrvSimLoadDescription(path.c_str(), error, sizeof error) == 0) {
-    std::fprintf(stderr, "zarvo_host: %s\n",
-                 error[0] != '\0' ? error : (path + ": cannot load the description").c_str());
-    return false;
+// Runs the loop until it has nothing left to do or is stopped; a handler that throws is
+// reported and the loop goes on.
+void runLoop(net::io_context& loop) {
+  for (;;) {
+    try {
+      loop.run();
+      return;
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "zarvo_host: serve: %s\n", error.what());
+    }
   }
-  *text = content.str();
-  return true;
 }
 
-void configure(httplib::Server& server) {
-  server.new_task_queue = [] { return new httplib::ThreadPool(kWorkerThreads); };
-  server.set_read_timeout(kReadTimeoutSeconds, 0);
-  server.set_write_timeout(kWriteTimeoutSeconds, 0);
-  server.set_keep_alive_timeout(kKeepAliveSeconds);
-  server.set_keep_alive_max_count(kKeepAliveRequests);
-  // Answers go out as soon as they are written: with Nagle's algorithm on, the second answer on a
-  // kept-alive connection waits for the client's delayed acknowledgement (about 40 ms).
-  server.set_tcp_nodelay(true);
-  // Only SO_REUSEADDR: cpp-httplib's default adds SO_REUSEPORT, which would let a second server
-  // share a port that is in use instead of failing to listen on it.
-  server.set_socket_options([](socket_t sock) {
-    const int yes = 1;
-    setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+// Tells the streams of new events, at most one wake-up waiting on the loop at a time however many
+// events arrive meanwhile.
+class StreamWaker {
+ public:
+  StreamWaker(net::io_context& loop, Connections& connections)
+      : loop_(loop), connections_(connections) {}
+  void operator()() {
+    if (pending_.exchange(true)) return;
+    net::post(loop_, [this] {
+      pending_ = false;
+      connections_.wakeStreams();
+    });
+  }
+
+ private:
+  net::io_context& loop_;
+  Connections& connections_;
+  std::atomic<bool> pending_{false};
+};
+
+// Ends every connection, then the loop, within kLoopDeadline; returns once the loop thread has.
+void stopLoop(net::io_context& loop, ServeContext& context, Listener& listener,
+              std::thread& loopThread, std::future<void>& loopDone) {
+  net::post(loop, [&] {
+    context.shuttingDown = true;
+    listener.stop();
+    context.connections.shutdownAll();
   });
+  if (loopDone.wait_for(kGracefulClose) != std::future_status::ready) {
+    net::post(loop, [&] { context.connections.closeAll(); });
+  }
+  if (loopDone.wait_for(kLoopDeadline - kGracefulClose) != std::future_status::ready) loop.stop();
+  loopThread.join();
 }
 
-int serveUntilSignal(const ServeOptions& options, const sigset_t& signals, Plugin& plugin,
-                     const std::string& applicationsText) {
-  EventRing ring(options.eventBuffer);
-  HostThread host;
-  PluginCalls calls(plugin, host);
-  calls.attach(ring);
-  const std::string pageRoot = options.page.empty() ? options.web + "/console" : options.page;
-  ServeContext context(calls, ring, StaticFiles(pageRoot, options.web + "/zarvo"));
-  context.applicationsText = applicationsText;
-  context.maxBody = options.maxBody;
+struct Served {
+  const ServeOptions& options;
+  const sigset_t& signals;
+  host_core::Plugin& plugin;
+  std::string applicationsText;
+};
 
-  Server server;
-  configure(server);
-  installRoutes(server, context);
-  const bool bound = options.port == 0 ? (context.port = server.bind_to_any_port("127.0.0.1")) > 0
-                                       : server.bind_to_port("127.0.0.1", options.port);
-  if (!bound) {
-    // cpp-httplib does not keep the system's reason, so none is claimed here.
-    std::fprintf(stderr, "zarvo_host: cannot listen on 127.0.0.1:%d\n", options.port);
-    calls.detach();
+int serveUntilSignal(const Served& served) {
+  const ServeOptions& options = served.options;
+  host_core::EventLog events(options.limits.eventBufferBytes, host_core::newInstanceId());
+  host_core::PluginHost pluginHost(served.plugin, events);
+  const host_core::SimulatorControls controls(served.applicationsText, options.limits);
+  const host_core::StaticFiles files(options.page.empty() ? options.web + "/console" : options.page,
+                                     options.web + "/zarvo");
+  Connections connections(options.rules.maxConnections, options.rules.maxStreams);
+  RequestBudget budget(kBudgetRequests * options.limits.requestBytes);
+  HostThread hostThread;
+  HostThread controlThread;
+  auto loop = std::make_unique<net::io_context>(1);
+  ServeContext context{*loop,      options.limits, options.rules, events,
+                       pluginHost, hostThread,     controlThread, controls,
+                       files,      connections,    budget};
+
+  tcp::acceptor acceptor(*loop);
+  std::string problem;
+  if (!listenOnLoopback(acceptor, options.port, &problem)) {
+    std::fprintf(stderr, "zarvo_host: cannot listen on 127.0.0.1:%d: %s\n", options.port,
+                 problem.c_str());
     return kExitListen;
   }
-  if (options.port != 0) context.port = options.port;
-  server.widenBacklog();
-  std::atomic<bool> listenerDone{false};
-  std::thread listener([&] {
-    server.listen_after_bind();
-    listenerDone = true;
+  context.port = acceptor.local_endpoint().port();
+  auto listener = std::make_shared<Listener>(context, std::move(acceptor));
+  listener->start();
+  StreamWaker waker(*loop, connections);
+  const int token = events.addListener([&waker](uint64_t, const std::string&) { waker(); });
+
+  std::promise<void> loopEnded;
+  std::future<void> loopDone = loopEnded.get_future();
+  std::thread loopThread([&] {
+    runLoop(*loop);
+    loopEnded.set_value();
   });
-  // Server::stop does nothing before the accept loop runs, so wait for it first.
-  while (!server.is_running() && !listenerDone) std::this_thread::sleep_for(kPollInterval);
   std::printf("serving http://127.0.0.1:%d/\n", context.port);
   std::fflush(stdout);
 
   int signal = 0;
-  sigwait(&signals, &signal);
-  ring.close();
-  while (!listenerDone) {
-    server.stop();
-    std::this_thread::sleep_for(kPollInterval);
-  }
-  listener.join();
-  calls.tearDown();
-  host.stop();
-  calls.detach();
-  plugin.unload();
+  sigwait(&served.signals, &signal);
+  stopLoop(*loop, context, *listener, loopThread, loopDone);
+  events.removeListener(token);
+  controlThread.finish();
+  hostThread.finish([&pluginHost] { pluginHost.tearDown(); });
+  // What the loop still holds (closed sessions, their buffers) goes while the registry exists.
+  listener.reset();
+  loop.reset();
   return kExitOk;
 }
 
@@ -145,8 +161,8 @@ int runServe(int argc, char** argv, int first) {
     std::fputs(serveHelpText().c_str(), stdout);
     return kExitOk;
   }
-  // Blocked before any thread starts, so every thread inherits the mask and only sigwait below
-  // receives the two signals.
+  // Blocked before any thread starts (the application library starts its own when the
+  // description loads), so every thread inherits the mask and only sigwait receives the two.
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
@@ -156,13 +172,16 @@ int runServe(int argc, char** argv, int first) {
   std::signal(SIGPIPE, SIG_IGN);
 
   std::string applicationsText;
-  if (!loadApplications(options.applications, &applicationsText)) return kExitInput;
-  Plugin plugin;
-  if (!plugin.load(options.plugin, &problem)) {
+  if (!host_core::loadDescription(options.applications, &applicationsText, &problem)) {
     std::fprintf(stderr, "zarvo_host: %s\n", problem.c_str());
     return kExitInput;
   }
-  return serveUntilSignal(options, signals, plugin, applicationsText);
+  std::optional<host_core::Plugin> plugin = host_core::Plugin::open(options.plugin, &problem);
+  if (!plugin) {
+    std::fprintf(stderr, "zarvo_host: %s\n", problem.c_str());
+    return kExitInput;
+  }
+  return serveUntilSignal(Served{options, signals, *plugin, std::move(applicationsText)});
 }
 
 }  // namespace zarvo_host::serve

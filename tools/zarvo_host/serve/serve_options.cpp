@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 #ifndef ZARVO_HOST_DEFAULT_PLUGIN
 #define ZARVO_HOST_DEFAULT_PLUGIN "libzarvo_bridging.so.2"
@@ -51,15 +52,83 @@ bool isOption(const std::string& arg, const std::string& name) {
   return arg == name || arg.compare(0, name.size() + 1, name + "=") == 0;
 }
 
-bool parseSize(const std::string& name, const std::string& text, size_t* out,
-               std::string* problem) {
+// `unit` names what the number counts, for the message ("bytes", "milliseconds").
+bool parseSize(const std::string& name, const std::string& unit, const std::string& text,
+               size_t* out, std::string* problem) {
   unsigned long long value = 0;
   if (!parseCount(text, 1, std::numeric_limits<size_t>::max() / 2, &value)) {
-    *problem = name + " takes a number of bytes from 1, not '" + text + "'";
+    *problem = name + " takes a number of " + unit + " from 1, not '" + text + "'";
     return false;
   }
   *out = static_cast<size_t>(value);
   return true;
+}
+
+bool isTimeout(const std::string& name) {
+  return name.size() > 8 && name.compare(name.size() - 8, 8, "-timeout") == 0;
+}
+
+// The options that take a number, each written to its field.
+bool parseCountOption(const std::string& name, const std::string& text, ServeOptions* o,
+                      std::string* problem) {
+  const bool timeout = isTimeout(name);
+  const bool count = name == "--max-connections" || name == "--max-streams";
+  const std::string unit = timeout                   ? "milliseconds"
+                           : name == "--max-streams" ? "streams"
+                           : count                   ? "connections"
+                                                     : "bytes";
+  size_t value = 0;
+  if (!parseSize(name, unit, text, &value, problem)) return false;
+  const std::chrono::milliseconds ms(static_cast<long long>(value));
+  if (name == "--max-body") o->limits.requestBytes = value;
+  if (name == "--event-buffer") o->limits.eventBufferBytes = value;
+  if (name == "--max-connections") o->rules.maxConnections = value;
+  if (name == "--max-streams") o->rules.maxStreams = value;
+  if (name == "--header-timeout") o->rules.headerTimeout = ms;
+  if (name == "--body-timeout") o->rules.bodyTimeout = ms;
+  if (name == "--idle-timeout") o->rules.idleTimeout = ms;
+  return true;
+}
+
+const char* const kCountOptions[] = {"--max-body",    "--event-buffer",   "--max-connections",
+                                     "--max-streams", "--header-timeout", "--body-timeout",
+                                     "--idle-timeout"};
+
+// One option at argv[*i]; false with `problem` set when it is not understood.
+bool parseOption(int argc, char** argv, int* i, ServeOptions* o, std::string* problem) {
+  const std::string arg = argv[*i];
+  std::string text;
+  if (arg == "-h" || arg == "--help") {
+    o->help = true;
+    return true;
+  }
+  if (isOption(arg, "--port")) {
+    if (!optionValue(argc, argv, i, "--port", &text, problem)) return false;
+    unsigned long long port = 0;
+    if (!parseCount(text, 0, 65535, &port)) {
+      *problem = "--port takes a port number from 0 to 65535, not '" + text + "'";
+      return false;
+    }
+    o->port = static_cast<int>(port);
+    return true;
+  }
+  if (isOption(arg, "--applications") || isOption(arg, "--apps")) {
+    const std::string name = isOption(arg, "--apps") ? "--apps" : "--applications";
+    return optionValue(argc, argv, i, name, &o->applications, problem);
+  }
+  for (const auto& [name, field] : {std::pair<const char*, std::string*>{"--plugin", &o->plugin},
+                                    {"--page", &o->page},
+                                    {"--web", &o->web}}) {
+    if (isOption(arg, name)) return optionValue(argc, argv, i, name, field, problem);
+  }
+  for (const char* name : kCountOptions) {
+    if (isOption(arg, name)) {
+      return optionValue(argc, argv, i, name, &text, problem) &&
+             parseCountOption(name, text, o, problem);
+    }
+  }
+  *problem = "serve: unknown option '" + arg + "'";
+  return false;
 }
 
 }  // namespace
@@ -71,41 +140,7 @@ bool parseServeCommandLine(int argc, char** argv, int first, ServeOptions* optio
   o.applications = ZARVO_HOST_DEFAULT_APPS;
   o.web = ZARVO_HOST_DEFAULT_WEB;
   for (int i = first; i < argc; ++i) {
-    const std::string arg = argv[i];
-    std::string text;
-    if (arg == "-h" || arg == "--help") {
-      o.help = true;
-    } else if (isOption(arg, "--port")) {
-      if (!optionValue(argc, argv, &i, "--port", &text, problem)) return false;
-      unsigned long long port = 0;
-      if (!parseCount(text, 0, 65535, &port)) {
-        *problem = "--port takes a port number from 0 to 65535, not '" + text + "'";
-        return false;
-      }
-      o.port = static_cast<int>(port);
-    } else if (isOption(arg, "--applications") || isOption(arg, "--apps")) {
-      const std::string name = isOption(arg, "--apps") ? "--apps" : "--applications";
-      if (!optionValue(argc, argv, &i, name, &o.applications, problem)) return false;
-    } else if (isOption(arg, "--plugin")) {
-      if (!optionValue(argc, argv, &i, "--plugin", &o.plugin, problem)) return false;
-    } else if (isOption(arg, "--page")) {
-      if (!optionValue(argc, argv, &i, "--page", &o.page, problem)) return false;
-    } else if (isOption(arg, "--web")) {
-      if (!optionValue(argc, argv, &i, "--web", &o.web, problem)) return false;
-    } else if (isOption(arg, "--max-body")) {
-      if (!optionValue(argc, argv, &i, "--max-body", &text, problem) ||
-          !parseSize("--max-body", text, &o.maxBody, problem)) {
-        return false;
-      }
-    } else if (isOption(arg, "--event-buffer")) {
-      if (!optionValue(argc, argv, &i, "--event-buffer", &text, problem) ||
-          !parseSize("--event-buffer", text, &o.eventBuffer, problem)) {
-        return false;
-      }
-    } else {
-      *problem = "serve: unknown option '" + arg + "'";
-      return false;
-    }
+    if (!parseOption(argc, argv, &i, &o, problem)) return false;
   }
   *options = o;
   return true;
@@ -116,19 +151,27 @@ std::string serveHelpText() {
       "Serving a page (the reference host as a local web host):\n"
       "  zarvo_host serve [--port N] [--applications FILE] [--plugin FILE] [--page DIR]\n"
       "                   [--web DIR] [--max-body BYTES] [--event-buffer BYTES]\n"
+      "                   [--max-connections N] [--max-streams N] [--header-timeout MS]\n"
+      "                   [--body-timeout MS] [--idle-timeout MS]\n"
       "      Listens on 127.0.0.1 only and prints 'serving http://127.0.0.1:PORT/' once\n"
-      "      listening. A page calls the four resources with POST /bridge/RESOURCE, reads\n"
-      "      \"zarvoEvent\" events from GET /events (server-sent events), and drives the\n"
-      "      simulated applications through /simulator/...; see docs/serve_protocol.md.\n"
+      "      listening. A page calls the four resources and reads \"zarvoEvent\" events over\n"
+      "      one WebSocket (GET /socket), or with POST /bridge/RESOURCE and GET /events\n"
+      "      (server-sent events), and drives the simulated applications through\n"
+      "      /simulator/...; see docs/serve_protocol.md.\n"
       "  --port N            port to listen on (default 8207; 0 picks a free one)\n"
       "  --applications FILE application description (also --apps; default as above)\n"
       "  --page DIR          serve your own page from DIR at / (default: the console)\n"
       "  --web DIR           folder holding zarvo/ (the client module) and console/\n"
       "                      (default " ZARVO_HOST_DEFAULT_WEB
       ")\n"
-      "  --max-body BYTES    largest request body (default 16777216)\n"
+      "  --max-body BYTES    largest request body or WebSocket message (default 16777216)\n"
       "  --event-buffer BYTES  events kept for replay to reconnecting streams\n"
       "                      (default 16777216; each event counts its length + 64)\n"
+      "  --max-connections N connections open at once (default 256; an idle one makes room)\n"
+      "  --max-streams N     event streams and WebSockets open at once (default 64)\n"
+      "  --header-timeout MS time for a request's header (default 10000)\n"
+      "  --body-timeout MS   time for a request's body (default 30000)\n"
+      "  --idle-timeout MS   time a connection may wait between requests (default 15000)\n"
       "  SIGINT or SIGTERM stops the server, calls TearDown and exits 0.\n");
 }
 

@@ -6,27 +6,41 @@
 // returns one problem text, and the serve main decides what to print (exit status 2 for every
 // usage problem). The defaults for the plug-in, the application description and the web folder
 // are compiled in by the build, so `zarvo_host serve` works from any directory.
+//
+// The connection rules bound what any client can hold: how many connections and event streams
+// exist at once, and how long a connection may take for a request's header, for its body, and
+// between requests. Their defaults suit one developer's browser with 20 tabs open.
 #ifndef ZARVO_HOST_SERVE_SERVE_OPTIONS_H
 #define ZARVO_HOST_SERVE_SERVE_OPTIONS_H
 
+#include <chrono>
 #include <cstddef>
 #include <string>
+
+#include "host_core/limits.h"
 
 namespace zarvo_host::serve {
 
 constexpr int kDefaultPort = 8207;
-constexpr size_t kDefaultMaxBody = 16777216;      // 16 MiB
-constexpr size_t kDefaultEventBuffer = 16777216;  // 16 MiB
+
+struct ConnectionRules {
+  size_t maxConnections = 256;  // --max-connections: open connections, streams included
+  size_t maxStreams = 64;       // --max-streams: event streams and WebSockets together
+  size_t headerBytes = 16384;   // request line and header fields together
+  std::chrono::milliseconds headerTimeout{10000};  // --header-timeout: first byte to header end
+  std::chrono::milliseconds bodyTimeout{30000};    // --body-timeout: the whole body
+  std::chrono::milliseconds idleTimeout{15000};    // --idle-timeout: between requests
+};
 
 struct ServeOptions {
-  int port = kDefaultPort;                   // --port; 0 picks a free port
-  std::string applications;                  // --applications / --apps
-  std::string plugin;                        // --plugin
-  std::string page;                          // --page: the author's folder served at '/', or empty
-  std::string web;                           // --web: holds zarvo/ and console/
-  size_t maxBody = kDefaultMaxBody;          // --max-body, bytes
-  size_t eventBuffer = kDefaultEventBuffer;  // --event-buffer, bytes
-  bool help = false;                         // -h / --help
+  int port = kDefaultPort;   // --port; 0 picks a free port
+  std::string applications;  // --applications / --apps
+  std::string plugin;        // --plugin
+  std::string page;          // --page: the author's folder served at '/', or empty
+  std::string web;           // --web: holds zarvo/ and console/
+  host_core::Limits limits;  // --max-body (requestBytes), --event-buffer (eventBufferBytes)
+  ConnectionRules rules;
+  bool help = false;  // -h / --help
 };
 
 // Parses the words after "serve" (argv[first] .. argv[argc - 1]). False with `problem` set on a
