@@ -176,6 +176,21 @@ int ServeProcess::stop(int signal) {
   return 128 + WTERMSIG(status);
 }
 
+int ServeProcess::stopWithin(int signal, int seconds) {
+  if (pid_ <= 0) return -1;
+  kill(pid_, signal);
+  int status = 0;
+  for (int waited = 0; waited < seconds * 100; ++waited) {
+    if (waitpid(pid_, &status, WNOHANG) == pid_) {
+      pid_ = -1;
+      return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    usleep(10000);
+  }
+  stop(SIGKILL);
+  return -1;
+}
+
 std::string ServeProcess::errorOutput() {
   return readFile(errPath_);
 }
@@ -217,8 +232,10 @@ bool fillTo(int fd, std::string* buffer, size_t size) {
   return true;
 }
 
-// Decodes a chunked body from `raw` (reading more from `fd` as needed) into `body`.
-bool readChunked(int fd, std::string raw, std::string* body) {
+// Decodes a chunked body from `*raw` (reading more from `fd` as needed) into `body`; what
+// follows the body stays in `*raw`.
+bool readChunked(int fd, std::string* rawText, std::string* body) {
+  std::string& raw = *rawText;
   for (;;) {
     size_t lineEnd = 0;
     while ((lineEnd = raw.find("\r\n")) == std::string::npos) {
@@ -244,8 +261,14 @@ bool RawResponse::has_header(const std::string& name) const {
 }
 
 RawResponse readResponse(int fd, bool head) {
+  std::string pending;
+  return readResponse(fd, &pending, head);
+}
+
+RawResponse readResponse(int fd, std::string* pending, bool head) {
   RawResponse response;
-  std::string buffer;
+  std::string buffer = std::move(*pending);
+  pending->clear();
   size_t end = 0;
   do {
     buffer.erase(0, end == 0 ? 0 : end + 4);
@@ -257,13 +280,16 @@ RawResponse readResponse(int fd, bool head) {
   const bool bodyless = head || response.status == 204 || response.status == 304;
   if (bodyless) {
     response.complete = true;
+    *pending = std::move(rest);
   } else if (response.get_header_value("transfer-encoding") == "chunked") {
-    response.complete = readChunked(fd, std::move(rest), &response.body);
+    response.complete = readChunked(fd, &rest, &response.body);
+    *pending = std::move(rest);
   } else if (response.has_header("content-length")) {
     const size_t wanted =
         std::strtoull(response.get_header_value("content-length").c_str(), nullptr, 10);
     response.complete = fillTo(fd, &rest, wanted);
     response.body = rest.substr(0, wanted);
+    if (rest.size() > wanted) *pending = rest.substr(wanted);
   } else {
     fillTo(fd, &rest, std::string::npos);  // until the connection ends
     response.body = rest;

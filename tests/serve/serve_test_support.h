@@ -56,6 +56,9 @@ class ServeProcess {
   std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
   // Sends `signal` and waits; the exit status (or 128 + signal when killed by one).
   int stop(int signal);
+  // The same, but waits at most `seconds`: -1 (and the process killed) when it did not end by
+  // then. For checks that shutdown is bounded whatever clients do; the bound is generous.
+  int stopWithin(int signal, int seconds);
   // Everything the child wrote to stderr (after it has exited).
   std::string errorOutput();
 
@@ -127,6 +130,9 @@ RawResponse rawExchange(int port, const std::string& request);
 // Reads one response from `fd` (Content-Length, chunked, or until the connection ends); with
 // `head`, the response to a HEAD request (no body).
 RawResponse readResponse(int fd, bool head = false);
+// The same for responses that follow each other on `fd`: bytes read beyond one response wait in
+// `*pending` for the next call.
+RawResponse readResponse(int fd, std::string* pending, bool head = false);
 // True when `fd` is closed by the server: the next read ends (no more bytes) in time.
 bool connectionEnds(int fd);
 // The server process's resident memory now and at its peak, in KiB (/proc/<pid>/status).

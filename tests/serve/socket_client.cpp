@@ -1,8 +1,5 @@
 #include "socket_client.h"
 
-#include <sys/socket.h>
-#include <sys/time.h>
-
 #include "host_core/json_text.h"
 #include "serve_test_support.h"
 
@@ -13,9 +10,27 @@ namespace net = boost::asio;
 namespace beast = boost::beast;
 namespace websocket = beast::websocket;
 
-constexpr int kDefaultTimeoutSeconds = 20;
-
 }  // namespace
+
+template <class Start>
+beast::error_code SocketClient::run(Start start) {
+  beast::error_code result = net::error::timed_out;
+  bool done = false;
+  start([&](beast::error_code ec, auto&&...) {
+    result = ec;
+    done = true;
+  });
+  io_.restart();
+  io_.run_for(timeout_);
+  if (!done) {
+    beast::error_code ignored;
+    ws_.next_layer().close(ignored);
+    io_.restart();
+    io_.run();
+    result = net::error::timed_out;
+  }
+  return result;
+}
 
 SocketClient::SocketClient(int port, const Headers& headers, const std::string& target,
                            int receiveBuffer)
@@ -26,7 +41,6 @@ SocketClient::SocketClient(int port, const Headers& headers, const std::string& 
   if (receiveBuffer > 0) {
     socket.set_option(net::socket_base::receive_buffer_size(receiveBuffer), ec);
   }
-  setReceiveTimeout(kDefaultTimeoutSeconds);
   socket.connect({net::ip::make_address_v4("127.0.0.1"), static_cast<unsigned short>(port)}, ec);
   if (ec) return;
   std::string host = "127.0.0.1:" + std::to_string(port);
@@ -38,8 +52,9 @@ SocketClient::SocketClient(int port, const Headers& headers, const std::string& 
       if (name != "Host") request.set(name, value);
     }
   }));
+  // The asynchronous handshake keeps the answer of a refused upgrade.
   websocket::response_type response;
-  ws_.handshake(response, host, target, ec);
+  ec = run([&](auto handler) { ws_.async_handshake(response, host, target, handler); });
   if (ec) {
     refusedStatus_ = static_cast<int>(response.result_int());
     refusedBody_ = response.body();
@@ -54,35 +69,24 @@ SocketClient::~SocketClient() {
   ws_.next_layer().close(ignored);
 }
 
-void SocketClient::setReceiveTimeout(int seconds) {
-  timeval timeout{};
-  timeout.tv_sec = seconds;
-  const int fd = ws_.next_layer().native_handle();
-  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
-}
-
 bool SocketClient::send(const std::string& text) {
-  beast::error_code ec;
   ws_.text(true);
-  ws_.write(net::buffer(text), ec);
-  return !ec;
+  return !run([&](auto handler) { ws_.async_write(net::buffer(text), handler); });
 }
 
 bool SocketClient::sendBinary(const std::string& bytes) {
-  beast::error_code ec;
   ws_.binary(true);
-  ws_.write(net::buffer(bytes), ec);
+  const bool sent = !run([&](auto handler) { ws_.async_write(net::buffer(bytes), handler); });
   ws_.text(true);
-  return !ec;
+  return sent;
 }
 
 bool SocketClient::receive(std::string* text) {
   beast::flat_buffer buffer;
-  beast::error_code ec;
-  ws_.read(buffer, ec);
+  const beast::error_code ec = run([&](auto handler) { ws_.async_read(buffer, handler); });
   if (ec) {
-    if (ec == websocket::error::closed) closeCode_ = static_cast<int>(ws_.reason().code);
+    // A close frame may have arrived even when the reply to it could not be sent.
+    closeCode_ = static_cast<int>(ws_.reason().code);
     return false;
   }
   *text = beast::buffers_to_string(buffer.data());
@@ -117,11 +121,11 @@ std::string SocketClient::readHello() {
 }
 
 void SocketClient::close() {
-  beast::error_code ec;
-  ws_.close(websocket::close_code::normal, ec);
+  beast::error_code ec =
+      run([&](auto handler) { ws_.async_close(websocket::close_code::normal, handler); });
   // Read until the server's close arrives.
   beast::flat_buffer buffer;
-  while (!ec) ws_.read(buffer, ec);
+  while (!ec) ec = run([&](auto handler) { ws_.async_read(buffer, handler); });
 }
 
 std::string callMessage(const std::string& id, const std::string& resource,

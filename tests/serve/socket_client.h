@@ -5,7 +5,7 @@
 // -----------
 // The client does exactly what a test tells it, message by message, so tests can send what no
 // browser would (binary frames, huge messages, floods without reading) and see each reply and
-// close code. Reads have a receive timeout (20 s by default), so a server that never answers
+// close code. Every operation has a timeout (20 s by default), so a server that never answers
 // fails the test instead of hanging it. A refused upgrade keeps the HTTP answer for inspection.
 #ifndef ZARVO_TESTS_SERVE_SOCKET_CLIENT_H
 #define ZARVO_TESTS_SERVE_SOCKET_CLIENT_H
@@ -14,6 +14,7 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/websocket.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -55,16 +56,22 @@ class SocketClient {
   std::string readHello();
   // Sends a close and waits for the server's.
   void close();
-  // Sets the receive timeout of further reads.
-  void setReceiveTimeout(int seconds);
+  // Sets the time any one operation may take.
+  void setReceiveTimeout(int seconds) { timeout_ = std::chrono::seconds(seconds); }
 
  private:
+  // Starts an operation with `start(handler)` and runs it for at most the timeout; its error
+  // (timed_out when it did not finish, the socket then being closed).
+  template <class Start>
+  boost::beast::error_code run(Start start);
+
   boost::asio::io_context io_;
   boost::beast::websocket::stream<boost::asio::ip::tcp::socket> ws_;
   bool open_ = false;
   int refusedStatus_ = 0;
   std::string refusedBody_;
   int closeCode_ = 0;
+  std::chrono::steady_clock::duration timeout_ = std::chrono::seconds(20);
 };
 
 // {"op":"call","id":<id>,"resource":…,"options":{"method":<method>},"parameters":…,"body":…}
