@@ -4,7 +4,8 @@
 # sanitizer report, leak or timeout fails the job (run.sh exits non-zero and keeps the input in
 # fuzz/corpus-work/<target>/artifacts/).
 #
-#   .ci/fuzz.sh            # about 60 s for the JSON parser, 45 s for each bridge target
+#   .ci/fuzz.sh            # about 60 s for the JSON parser, 45 s for each bridge target, 30 s
+#                          # for each web host target
 #   FUZZ_SECONDS_SCALE=10 .ci/fuzz.sh   # ten times longer
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -15,6 +16,8 @@ runs=(
   "fuzz_json_parser 60"
   "fuzz_entry_points 45"
   "fuzz_answers 45"
+  "fuzz_serve_request 30"
+  "fuzz_socket_message 30"
 )
 targets=()
 for run in "${runs[@]}"; do targets+=("${run%% *}"); done

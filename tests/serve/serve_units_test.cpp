@@ -346,6 +346,7 @@ TEST(SocketMessagesTest, RefusalsNameTheProblemAndTheIdWhenReadable) {
       {"{\"op\":\"call\",\"id\":\"" + std::string(257, 'x') +
            "\",\"resource\":\"ZarvoApplication\"}",
        400, idRule, "null"},
+      {"{\"op\":\"call\",\"id\":\"\xff\",\"resource\":\"ZarvoApplication\"}", 400, idRule, "null"},
       {"{\"op\":\"call\",\"id\":1}", 400, "member 'resource' is required", "1"},
       {"{\"op\":\"call\",\"id\":1,\"resource\":\"ZarvoFoo\"}", 404, "unknown resource 'ZarvoFoo'",
        "1"},

@@ -35,7 +35,10 @@ bool readId(const Value& object, std::string* id, HostError* error) {
   const Value& value = object.get("id");
   const bool integer =
       value.isInteger() && value.asInteger() >= 0 && value.asInteger() <= kMaxIntegerId;
-  const bool string = value.isString() && value.asString().size() <= kMaxIdBytes;
+  // A string id goes back in a text frame exactly as it came, so it must be UTF-8 (the socket
+  // refuses a frame that is not before it is read; this holds for a message from elsewhere too).
+  const bool string = value.isString() && value.asString().size() <= kMaxIdBytes &&
+                      host_core::isValidUtf8(value.asString());
   if (!integer && !string) {
     return refuse(error, "member 'id' must be an integer from 0 to " +
                              std::to_string(kMaxIntegerId) + " or a string of at most " +
