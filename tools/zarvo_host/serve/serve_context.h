@@ -21,6 +21,7 @@
 #include "serve/network.h"
 #include "serve/request_budget.h"
 #include "serve/serve_options.h"
+#include "serve/socket_batches.h"
 
 namespace zarvo_host::serve {
 
@@ -36,6 +37,7 @@ struct ServeContext {
   const host_core::StaticFiles& files;
   Connections& connections;
   RequestBudget& budget;
+  SocketBatches& batches;     // the WebSockets' event messages
   int port = 0;               // the real listening port
   bool shuttingDown = false;  // set when SIGINT or SIGTERM arrived
 };

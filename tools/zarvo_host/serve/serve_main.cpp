@@ -110,12 +110,13 @@ int serveUntilSignal(const Served& served) {
                                      options.web + "/zarvo");
   Connections connections(options.rules.maxConnections, options.rules.maxStreams);
   RequestBudget budget(kBudgetRequests * options.limits.requestBytes);
+  SocketBatches batches(events, options.limits.eventBatchBytes);
   HostThread hostThread;
   HostThread controlThread;
   auto loop = std::make_unique<net::io_context>(1);
   ServeContext context{*loop,      options.limits, options.rules, events,
                        pluginHost, hostThread,     controlThread, controls,
-                       files,      connections,    budget};
+                       files,      connections,    budget,        batches};
 
   tcp::acceptor acceptor(*loop);
   std::string problem;

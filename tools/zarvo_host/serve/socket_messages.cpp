@@ -1,11 +1,13 @@
 #include "serve/socket_messages.h"
 
+#include <string_view>
 #include <utility>
 
 #include "host_core/json_text.h"
 #include "host_core/protocol_body.h"
 #include "host_core/utf8_text.h"
 #include "pocketjson/parser.h"
+#include "pocketjson/serializer.h"
 
 namespace zarvo_host::serve {
 namespace {
@@ -122,15 +124,43 @@ bool readClientMessage(const std::string& text, ClientMessage* out, HostError* e
   return readCall(object, out, error);
 }
 
+namespace {
+
+// `text` quoted and escaped exactly as pocketjson's serializer writes it (its escape table), but
+// with the runs between escapes appended whole: event batches are quoted on the loop's thread.
+void appendQuoted(std::string* out, std::string_view text) {
+  using pocketjson::Serializer;
+  *out += '"';
+  size_t run = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const char letter = Serializer::kEscape[byte];
+    if (letter == 0) continue;
+    out->append(text, run, i - run);
+    *out += '\\';
+    *out += letter;
+    if (letter == 'u') {
+      *out += "00";
+      *out += Serializer::kHexDigits[byte >> 4];
+      *out += Serializer::kHexDigits[byte & 15];
+    }
+    run = i + 1;
+  }
+  out->append(text, run, text.size() - run);
+  *out += '"';
+}
+
+}  // namespace
+
 void appendRepairedString(std::string* out, const std::string& text) {
   if (host_core::isValidUtf8(text)) {
-    host_core::appendQuotedJson(out, text);
+    appendQuoted(out, text);
     return;
   }
   std::string repaired;
   repaired.reserve(text.size() + 8);
   host_core::appendValidUtf8(&repaired, text);
-  host_core::appendQuotedJson(out, repaired);
+  appendQuoted(out, repaired);
 }
 
 std::string helloMessage(const std::string& instance, size_t messageLimit) {

@@ -193,9 +193,9 @@ void SocketSession::pump() {
   if (writing_ || closing_ || !accepted_) return;
   if (!replies_.empty() && replies_.front().ready) {
     write(std::move(replies_.front().text), true);
-  } else if (!pendingBatch_.empty()) {
-    write(std::move(pendingBatch_), false);
-    pendingBatch_.clear();
+  } else if (pendingBatch_) {
+    writeShared(std::move(pendingBatch_));
+    pendingBatch_.reset();
   } else if (!notice_.empty()) {
     write(std::move(notice_), false);
     notice_.clear();
@@ -205,23 +205,26 @@ void SocketSession::pump() {
 }
 
 bool SocketSession::writeEvents() {
-  host_core::EventBatch batch;
-  if (!context_.events.read(&position_, context_.limits.eventBatchBytes, &batch)) return false;
-  std::string events =
-      batch.texts.empty() ? std::string() : eventsMessage(batch.first, batch.texts);
+  SocketBatch batch;
+  if (!context_.batches.next(position_, &batch)) return false;
+  position_ = batch.last;
   if (batch.gap) {
-    pendingBatch_ = std::move(events);
+    pendingBatch_ = std::move(batch.text);
     write(gapMessage(*batch.gap), false);
   } else {
-    write(std::move(events), false);
+    writeShared(std::move(batch.text));
   }
   return true;
 }
 
 void SocketSession::write(std::string text, bool reply) {
+  writeShared(std::make_shared<const std::string>(std::move(text)), reply);
+}
+
+void SocketSession::writeShared(std::shared_ptr<const std::string> text, bool reply) {
   writing_ = true;
   out_ = std::move(text);
-  ws_.async_write(net::buffer(out_), [self = shared_from_this(), reply](error_code ec, size_t) {
+  ws_.async_write(net::buffer(*out_), [self = shared_from_this(), reply](error_code ec, size_t) {
     self->onWritten(ec, reply);
   });
 }

@@ -14,9 +14,10 @@
 // time a read is pending, so a page that closes is seen at once and frees its stream place.
 //
 // Events: after {"op":"events"} the socket has a position in the event log. One batch is in
-// flight at most: the next is read from the log when the previous has been written. A page that
-// reads slowly falls behind in the bounded log and gets a "gap" message when it catches up; the
-// socket holds no events of its own beyond the batch being written.
+// flight at most: the next is taken when the previous has been written (socket_batches.h, which
+// makes each batch once for all sockets at that place). A page that reads slowly falls behind
+// in the bounded log and gets a "gap" message when it catches up; the socket holds no events of
+// its own beyond the batch being written.
 //
 // Closing: a message over the request size limit closes with 1009, a binary frame with 1003, a
 // frame that is not UTF-8 with 1007, shutdown with 1001; a message that takes the host's request
@@ -75,6 +76,7 @@ class SocketSession : public Connection, public std::enable_shared_from_this<Soc
   void pump();
   bool writeEvents();
   void write(std::string text, bool reply);
+  void writeShared(std::shared_ptr<const std::string> text, bool reply = false);
   void onWritten(error_code ec, bool reply);
   void closeWith(websocket::close_code code);
 
@@ -87,10 +89,10 @@ class SocketSession : public Connection, public std::enable_shared_from_this<Soc
   uint64_t firstPlace_ = 0;    // the place of replies_.front()
   size_t owedBytes_ = 0;       // request bytes of the owed replies
   bool streaming_ = false;
-  uint64_t position_ = 0;     // the last event id delivered or skipped
-  std::string notice_;        // a "streaming" message to send before the next batch
-  std::string pendingBatch_;  // events that follow a gap message being written
-  std::string out_;
+  uint64_t position_ = 0;  // the last event id delivered or skipped
+  std::string notice_;     // a "streaming" message to send before the next batch
+  std::shared_ptr<const std::string> pendingBatch_;  // events that follow a gap being written
+  std::shared_ptr<const std::string> out_;           // the message being written
   bool accepted_ = false;
   bool reading_ = false;
   bool writing_ = false;
