@@ -12,11 +12,13 @@
 #include <thread>
 #include <vector>
 
+#include "host_core/limits.h"
 #include "serve/host_thread.h"
 #include "serve/request_budget.h"
 #include "serve/request_guard.h"
 #include "serve/request_target.h"
 #include "serve/router.h"
+#include "serve/socket_batches.h"
 #include "serve/socket_messages.h"
 #include "serve/sse_text.h"
 
@@ -400,6 +402,43 @@ TEST(SocketMessagesTest, TextsThatAreNotUtf8AreRepaired) {
             "\"a\xEF\xBF\xBDz\xEF\xBF\xBD!\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\"}");
   EXPECT_EQ(eventsMessage(1, {"\xFF"}),
             "{\"op\":\"events\",\"first\":1,\"texts\":[\"\xEF\xBF\xBD\"]}");
+}
+
+// --- Shared event batches ----------------------------------------------------------------
+
+TEST(SocketBatchesTest, ABatchIsMadeOnceAndSharedBySocketsAtTheSamePlace) {
+  host_core::EventLog log(1 << 20, "0123456789abcdef");
+  for (int i = 0; i < 3; ++i) log.append("{\"n\":" + std::to_string(i) + "}");
+  SocketBatches batches(log, 1 << 16);
+  SocketBatch first;
+  SocketBatch second;
+  ASSERT_TRUE(batches.next(0, &first));
+  ASSERT_TRUE(batches.next(0, &second));
+  EXPECT_EQ(*first.text,
+            "{\"op\":\"events\",\"first\":1,\"texts\":[\"{\\\"n\\\":0}\",\"{\\\"n\\\":1}\","
+            "\"{\\\"n\\\":2}\"]}");
+  EXPECT_EQ(first.text, second.text);  // the same text, not a copy
+  EXPECT_EQ(first.last, 3u);
+  EXPECT_FALSE(first.gap);
+  // A socket elsewhere gets its own batch; past the newest there is none.
+  SocketBatch other;
+  ASSERT_TRUE(batches.next(2, &other));
+  EXPECT_EQ(*other.text, "{\"op\":\"events\",\"first\":3,\"texts\":[\"{\\\"n\\\":2}\"]}");
+  EXPECT_FALSE(batches.next(3, &other));
+}
+
+TEST(SocketBatchesTest, EventsNoLongerHeldAreAGap) {
+  // Each {"n":N} costs 7 + 64 bytes: the buffer holds the newest two.
+  host_core::EventLog log(2 * (7 + host_core::kEventOverheadBytes), "0123456789abcdef");
+  for (int i = 0; i < 5; ++i) log.append("{\"n\":" + std::to_string(i) + "}");
+  SocketBatches batches(log, 1 << 16);
+  SocketBatch batch;
+  ASSERT_TRUE(batches.next(0, &batch));
+  ASSERT_TRUE(batch.gap);
+  EXPECT_EQ(batch.gap->first, 1u);
+  EXPECT_EQ(batch.gap->last, 3u);
+  EXPECT_EQ(batch.last, 5u);
+  EXPECT_EQ(batch.text->rfind("{\"op\":\"events\",\"first\":4,", 0), 0u);
 }
 
 // --- Request budget ------------------------------------------------------------------------
