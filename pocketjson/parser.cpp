@@ -90,6 +90,58 @@ RawRange rawRange(const Parser::TextIterator& iterator) {
   return {p, p + (iterator.end - iterator.current)};
 }
 
+// Hands the decoded bytes waiting in `pending` to `out`; the one way they reach it.
+inline void flushPending(std::string& out, const char* pending, size_t& used) {
+  if (used != 0) out.append(pending, used);
+  used = 0;
+}
+
+// The byte a one-letter escape stands for, or 0 when the letter is no escape ('u' included).
+inline char unescapedByte(char letter) {
+  switch (letter) {
+    case '"':
+    case '\\':
+    case '/':
+      return letter;
+    case 'b':
+      return '\b';
+    case 'f':
+      return '\f';
+    case 'n':
+      return '\n';
+    case 'r':
+      return '\r';
+    case 't':
+      return '\t';
+    default:
+      return 0;
+  }
+}
+
+// Writes `codePoint` (at most 0x10FFFF) as UTF-8 at `bytes`; returns the count (1 to 4).
+inline size_t writeUtf8(char* bytes, uint32_t codePoint) {
+  if (codePoint < 0x80) {
+    bytes[0] = static_cast<char>(codePoint);
+    return 1;
+  }
+  if (codePoint < 0x800) {
+    bytes[0] = static_cast<char>(0xC0 | (codePoint >> 6));
+    bytes[1] = static_cast<char>(0x80 | (codePoint & 0x3F));
+    return 2;
+  }
+  if (codePoint < 0x10000) {
+    bytes[0] = static_cast<char>(0xE0 | (codePoint >> 12));
+    bytes[1] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
+    bytes[2] = static_cast<char>(0x80 | (codePoint & 0x3F));
+    return 3;
+  }
+  bytes[0] = static_cast<char>(0xF0 | (codePoint >> 18));
+  bytes[1] = static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F));
+  bytes[2] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
+  bytes[3] = static_cast<char>(0x80 | (codePoint & 0x3F));
+  return 4;
+}
+
 // The parse engine: one object per top-level call. It walks nested arrays and objects with an
 // explicit stack of frames, so the native stack use does not depend on the nesting depth, and it
 // reproduces a recursive-descent parser exactly: the same handler calls in the same order, the
@@ -165,6 +217,9 @@ class Engine {
   Step nextMemberStep(Cursor& cursor);
   Step valueDoneStep();
   bool stringValue(const Cursor& cursor);
+  bool decodeEscapes(std::string& out);
+  size_t decodeEscape(char* bytes);
+  bool readCodePoint(uint32_t& codePoint);
   bool memberKey(Cursor& cursor);
 
   Value& self(Frame& frame) {
@@ -252,118 +307,92 @@ inline bool Engine::readHex(unsigned& unit) {
   return true;
 }
 
-// Entered on the opening quote; on success `p` stands behind the closing quote. Escapes are
-// decoded into a small local buffer that goes to `out` in one piece with the next plain run (or
-// when full, or on return, failures included), so a string of many escapes is not appended to
-// byte by byte.
+// Entered on the opening quote; on success `p` stands behind the closing quote. The decoded bytes
+// are appended to `out`, on failure as far as they were decoded.
 bool Engine::decodeString(std::string& out) {
-  char decoded[64];
-  size_t used = 0;
-  auto flush = [&out, &decoded, &used] {
-    if (used != 0) out.append(decoded, used);
-    used = 0;
-  };
   ++p;
+  const char* run = p;
+  p = findQuoteOrBackslash(p, end);
+  if (p != run) out.append(run, static_cast<size_t>(p - run));
+  if (p != end && *p == '"') {  // no escape: the usual case
+    ++p;
+    return true;
+  }
+  return decodeEscapes(out);
+}
+
+// The rest of a string from its first backslash (or its unterminated end). Escapes are decoded
+// into a small local buffer that goes to `out` in one piece with the next plain run (or when
+// full, or when the decode ends, failures included), so a string of many escapes is not appended
+// to byte by byte.
+bool Engine::decodeEscapes(std::string& out) {
+  char pending[64];
+  size_t used = 0;
+  bool ok = false;
   for (;;) {
+    if (p == end) {
+      fail(kStringNotTerminated);
+      break;
+    }
+    if (*p == '"') {
+      ++p;
+      ok = true;
+      break;
+    }
+    if (used > sizeof pending - 4) flushPending(out, pending, used);  // room for four bytes
+    ++p;                                                              // the backslash
+    const size_t count = decodeEscape(pending + used);
+    if (count == 0) break;
+    used += count;
     const char* run = p;
     p = findQuoteOrBackslash(p, end);
     if (p != run) {
-      flush();
+      flushPending(out, pending, used);
       out.append(run, static_cast<size_t>(p - run));
     }
-    if (p == end) {
-      flush();
-      return fail(kStringNotTerminated);
-    }
-    if (*p == '"') {
-      flush();
-      ++p;
-      return true;
-    }
-    if (used > sizeof decoded - 4) flush();  // room for the longest escape (four bytes)
-    ++p;                                     // the backslash
-    if (p == end) {
-      flush();
-      return fail(kStringBadEscape);
-    }
-    switch (*p) {
-      case '"':
-      case '\\':
-      case '/':
-        decoded[used++] = *p;
-        break;
-      case 'b':
-        decoded[used++] = '\b';
-        break;
-      case 'f':
-        decoded[used++] = '\f';
-        break;
-      case 'n':
-        decoded[used++] = '\n';
-        break;
-      case 'r':
-        decoded[used++] = '\r';
-        break;
-      case 't':
-        decoded[used++] = '\t';
-        break;
-      case 'u': {
-        ++p;
-        unsigned unit;
-        if (!readHex(unit)) {
-          flush();
-          return false;
-        }
-        uint32_t codePoint = unit;
-        if (unit >= 0xDC00 && unit <= 0xDFFF) {  // lone low surrogate: no message
-          flush();
-          return false;
-        }
-        if (unit >= 0xD800 && unit <= 0xDBFF) {
-          if (p == end || *p != '\\' || p + 1 == end || p[1] != 'u') {
-            flush();
-            return fail(kStringBadSurrogate);
-          }
-          p += 2;
-          unsigned low;
-          if (!readHex(low)) {
-            flush();
-            return false;
-          }
-          if (low < 0xDC00 || low > 0xDFFF) {
-            flush();
-            return fail(kStringBadSurrogate);
-          }
-          codePoint = ((unit - 0xD800) << 10) + (low & 0x3FF) + 0x10000;
-        }
-        char* bytes = decoded + used;
-        if (codePoint < 0x80) {
-          bytes[0] = static_cast<char>(codePoint);
-          used += 1;
-        } else if (codePoint < 0x800) {
-          bytes[0] = static_cast<char>(0xC0 | (codePoint >> 6));
-          bytes[1] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          used += 2;
-        } else if (codePoint < 0x10000) {
-          bytes[0] = static_cast<char>(0xE0 | (codePoint >> 12));
-          bytes[1] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
-          bytes[2] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          used += 3;
-        } else {
-          bytes[0] = static_cast<char>(0xF0 | (codePoint >> 18));
-          bytes[1] = static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F));
-          bytes[2] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
-          bytes[3] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          used += 4;
-        }
-        continue;  // `p` already stands behind the escape
-      }
-      default:
-        flush();
-        return fail(kStringBadEscape);
-    }
-    ++p;
   }
+  flushPending(out, pending, used);
+  return ok;
+}
+
+// `p` stands behind a backslash: writes the escape's bytes (at most four) at `bytes` and returns
+// their count, with `p` behind the escape; 0 on failure.
+size_t Engine::decodeEscape(char* bytes) {
+  if (p == end) {
+    fail(kStringBadEscape);
+    return 0;
+  }
+  if (*p == 'u') {
+    ++p;
+    uint32_t codePoint;
+    return readCodePoint(codePoint) ? writeUtf8(bytes, codePoint) : 0;
+  }
+  const char byte = unescapedByte(*p);
+  if (byte == 0) {
+    fail(kStringBadEscape);
+    return 0;
+  }
+  bytes[0] = byte;
+  ++p;
+  return 1;
+}
+
+// `p` stands behind "\u": the four hex digits of one code unit and, for a high surrogate, the
+// "\u" escape of the low surrogate that must follow. A lone low surrogate fails without a
+// message.
+bool Engine::readCodePoint(uint32_t& codePoint) {
+  unsigned unit;
+  if (!readHex(unit)) return false;
+  if (unit >= 0xDC00 && unit <= 0xDFFF) return false;
+  codePoint = unit;
+  if (unit < 0xD800 || unit > 0xDBFF) return true;
+  if (p == end || *p != '\\' || p + 1 == end || p[1] != 'u') return fail(kStringBadSurrogate);
+  p += 2;
+  unsigned low;
+  if (!readHex(low)) return false;
+  if (low < 0xDC00 || low > 0xDFFF) return fail(kStringBadSurrogate);
+  codePoint = ((unit - 0xD800) << 10) + (low & 0x3FF) + 0x10000;
+  return true;
 }
 
 // The C library conversion of the number text [first, last), after these text rules: 'E' written
