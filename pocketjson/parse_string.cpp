@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "pocketjson/internal/escape_tables.h"
 #include "pocketjson/internal/parse_scanners.h"
 
 namespace pocketjson {
@@ -21,28 +22,6 @@ inline int hexValue(char c) {
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
-}
-
-// The byte a one-letter escape stands for, or 0 when the letter is no escape ('u' included).
-inline char unescapedByte(char letter) {
-  switch (letter) {
-    case '"':
-    case '\\':
-    case '/':
-      return letter;
-    case 'b':
-      return '\b';
-    case 'f':
-      return '\f';
-    case 'n':
-      return '\n';
-    case 'r':
-      return '\r';
-    case 't':
-      return '\t';
-    default:
-      return 0;
-  }
 }
 
 // Exactly four hexadecimal digits (see readHex); inlined into the escape decoding.
@@ -114,7 +93,7 @@ size_t decodeEscape(ParseCursor& in, char* bytes) {
     uint32_t codePoint;
     return readCodePoint(in, codePoint) ? writeUtf8(bytes, codePoint) : 0;
   }
-  const char byte = unescapedByte(*in.p);
+  const char byte = kUnescapedByte[static_cast<unsigned char>(*in.p)];
   if (byte == 0) {
     in.fail(kStringBadEscape);
     return 0;

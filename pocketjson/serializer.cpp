@@ -1,22 +1,11 @@
 #include "pocketjson/serializer.h"
 
+#include "pocketjson/internal/escape_tables.h"
+
 namespace pocketjson {
 
-// Bytes 0..31 and 127 are escaped ('u' unless they have a short form), '"' and '\\' escape as
-// themselves, everything else (including '/' and bytes >= 128) is copied.
-const char Serializer::kEscape[256] = {
-    'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'b', 't', 'n', 'u', 'f',  'r', 'u', 'u',  // 0x00
-    'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u', 'u',  'u', 'u', 'u',  // 0x10
-    0,   0,   '"', 0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   0,    // 0x20
-    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   0,    // 0x30
-    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   0,    // 0x40
-    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   '\\', 0,   0,   0,    // 0x50
-    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   0,    // 0x60
-    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,    0,   0,   'u',  // 0x70
-    // 0x80..0xFF: zero-initialised (copied unchanged)
-};
-
-const char Serializer::kHexDigits[17] = "0123456789abcdef";
+const char (&Serializer::kEscape)[256] = detail::kEscapeLetter;
+const char (&Serializer::kHexDigits)[17] = detail::kHexDigits;
 
 bool Serializer::serialize(std::string& out, const Value& value, const Attributes& attributes,
                            const int& depth, std::string* error) const {

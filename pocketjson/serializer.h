@@ -70,9 +70,10 @@ class Serializer {
   // Convenience: pretty text with the given indent unit and "\n", depth 0.
   static std::string pretty(const Value& value, const std::string& indentUnit = "  ");
 
-  // Escape table: 0 = copy the byte, otherwise the letter written after '\'.
-  static const char kEscape[256];
-  static const char kHexDigits[17];
+  // Escape table: 0 = copy the byte, otherwise the letter written after '\'; the hex digits of
+  // "\u00XX".
+  static const char (&kEscape)[256];
+  static const char (&kHexDigits)[17];
 };
 
 // Formatter for one lone double.

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "pocketjson/internal/byte_scan.h"
+#include "pocketjson/internal/escape_tables.h"
 #include "pocketjson/internal/number_format.h"
 #include "pocketjson/internal/simd_scan.h"
 #include "pocketjson/internal/small_stack.h"
@@ -108,7 +109,7 @@ inline const char* findEscapeCandidate(const char* p, const char* end) {
     p += 8;
   }
 #endif
-  while (p != end && Serializer::kEscape[static_cast<unsigned char>(*p)] == 0) ++p;
+  while (p != end && kEscapeLetter[static_cast<unsigned char>(*p)] == 0) ++p;
   return p;
 }
 
@@ -122,7 +123,7 @@ void writeString(Sink& sink, const std::string& s) {
   while (p != end) {
     p = findEscapeCandidate(p, end);
     if (p == end) break;
-    const char letter = Serializer::kEscape[static_cast<unsigned char>(*p)];
+    const char letter = kEscapeLetter[static_cast<unsigned char>(*p)];
     if (letter == 0) {
       ++p;
       continue;
@@ -130,12 +131,7 @@ void writeString(Sink& sink, const std::string& s) {
     if (p != run) sink.write(run, static_cast<size_t>(p - run));
     const unsigned char b = static_cast<unsigned char>(*p);
     if (letter == 'u') {
-      const char escaped[6] = {'\\',
-                               'u',
-                               '0',
-                               '0',
-                               Serializer::kHexDigits[(b >> 4) & 15],
-                               Serializer::kHexDigits[b & 15]};
+      const char escaped[6] = {'\\', 'u', '0', '0', kHexDigits[(b >> 4) & 15], kHexDigits[b & 15]};
       sink.write(escaped, 6);
     } else {
       const char escaped[2] = {'\\', letter};
