@@ -1,23 +1,69 @@
 #include "pocketjson/serializer.h"
 
+#include <cstring>
+
 #include "pocketjson/internal/escape_tables.h"
+#include "pocketjson/internal/json_writer.h"
+#include "pocketjson/internal/number_format.h"
 
 namespace pocketjson {
 
 const char (&Serializer::kEscape)[256] = detail::kEscapeLetter;
 const char (&Serializer::kHexDigits)[17] = detail::kHexDigits;
 
-bool Serializer::serialize(std::string& out, const Value& value, const Attributes& attributes,
-                           const int& depth, std::string* error) const {
-  detail::StringSink sink(out);
-  return detail::writeTree(sink, value, attributes, depth, error);
-}
-
-bool Serializer::appendCompact(std::string& out, const Value& value) {
-  return Serializer().serialize(out, value, Attributes(), -1, nullptr);
-}
-
 namespace {
+
+// The sinks of the writer (internal/json_writer.h), one per kind of output: `put` one byte,
+// `write` a run of bytes, `format(f)` runs `f(buffer)` on kNumberBufferSize bytes of room and
+// keeps the count it returns.
+
+// Sink appending to a string: writes go straight into the string's own buffer, which grows
+// geometrically; the destructor trims the string to the bytes written (also when unwinding).
+class StringSink {
+ public:
+  explicit StringSink(std::string& out) : out_(out), length_(out.size()) {}
+  StringSink(const StringSink&) = delete;
+  StringSink& operator=(const StringSink&) = delete;
+  ~StringSink() { out_.resize(length_); }
+
+  void put(char c) {
+    if (length_ == out_.size()) grow(1);
+    out_[length_++] = c;
+  }
+  void write(const char* p, size_t n) {
+    if (out_.size() - length_ < n) grow(n);
+    std::memcpy(&out_[length_], p, n);
+    length_ += n;
+  }
+  // Formats directly into the string's spare room. Without that much room left, the number is
+  // formatted aside and written, so that a short text does not leave the string's own inline
+  // buffer for a number's worst case.
+  template <typename Format>
+  void format(Format&& format) {
+    if (out_.size() - length_ >= detail::kNumberBufferSize) {
+      length_ += format(&out_[length_]);
+      return;
+    }
+    char buffer[detail::kNumberBufferSize];
+    write(buffer, format(buffer));
+  }
+
+ private:
+  // The room the string already has is used first (for a short text: its inline buffer), then
+  // the size doubles, by at least `n` and 64 bytes.
+  void grow(size_t n) {
+    const size_t needed = length_ + n;
+    if (needed <= out_.capacity()) {
+      out_.resize(out_.capacity());
+      return;
+    }
+    const size_t doubled = out_.size() * 2;
+    out_.resize(doubled > needed + 64 ? doubled : needed + 64);
+  }
+
+  std::string& out_;
+  size_t length_;  // bytes of `out_` that hold text; the rest is spare room
+};
 
 // Sink appending to a TextBuffer; numbers are formatted straight into its room.
 class TextBufferSink {
@@ -39,7 +85,65 @@ class TextBufferSink {
   TextBuffer& out_;
 };
 
+// Sink handing each run of bytes to an output iterator's write function (serializer.h).
+class IteratorSink {
+ public:
+  IteratorSink(void* iterator, void (*write)(void*, const char*, size_t))
+      : iterator_(iterator), write_(write) {}
+  void put(char c) { write_(iterator_, &c, 1); }
+  void write(const char* p, size_t n) { write_(iterator_, p, n); }
+  template <typename Format>
+  void format(Format&& format) {
+    char buffer[detail::kNumberBufferSize];
+    write(buffer, format(buffer));
+  }
+
+ private:
+  void* iterator_;
+  void (*write_)(void*, const char*, size_t);
+};
+
 }  // namespace
+
+bool Serializer::serialize(std::string& out, const Value& value, const Attributes& attributes,
+                           const int& depth, std::string* error) const {
+  StringSink sink(out);
+  return detail::writeTree(sink, value, attributes, depth, error);
+}
+
+bool Serializer::serializeTo(const Output& out, const Value& value, const Attributes& attributes,
+                             int depth, std::string* error) {
+  if (out.text) {
+    StringSink sink(*out.text);
+    return detail::writeTree(sink, value, attributes, depth, error);
+  }
+  IteratorSink sink(out.iterator, out.write);
+  return detail::writeTree(sink, value, attributes, depth, error);
+}
+
+void Serializer::stringTo(const Output& out, const std::string& s) {
+  if (out.text) {
+    StringSink sink(*out.text);
+    detail::writeString(sink, s);
+    return;
+  }
+  IteratorSink sink(out.iterator, out.write);
+  detail::writeString(sink, s);
+}
+
+void Serializer::indentTo(const Output& out, const Attributes& attributes, int depth) {
+  if (out.text) {
+    StringSink sink(*out.text);
+    detail::writeIndent(sink, attributes, depth);
+    return;
+  }
+  IteratorSink sink(out.iterator, out.write);
+  detail::writeIndent(sink, attributes, depth);
+}
+
+bool Serializer::appendCompact(std::string& out, const Value& value) {
+  return Serializer().serialize(out, value, Attributes(), -1, nullptr);
+}
 
 bool Serializer::appendCompact(TextBuffer& out, const Value& value) {
   TextBufferSink sink(out);
@@ -67,11 +171,17 @@ std::string Serializer::pretty(const Value& value, const std::string& indentUnit
   return text;
 }
 
+size_t Double::text(char* buffer, bool& finite) const {
+  static_assert(kTextCapacity == detail::kNumberBufferSize, "the formatter's buffer size");
+  return detail::formatDoubleText(buffer, value_, finite);
+}
+
 std::string Double::toString(bool* ok) const {
-  std::string text;
-  const bool result = toString(std::back_inserter(text));
-  if (ok) *ok = result;
-  return text;
+  char buffer[kTextCapacity];
+  bool finite = true;
+  std::string result(buffer, text(buffer, finite));
+  if (ok) *ok = finite;
+  return result;
 }
 
 }  // namespace pocketjson
