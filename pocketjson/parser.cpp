@@ -125,7 +125,8 @@ class Engine : public detail::ParseCursor {
   // Moves the array's pending elements into its vector.
   void flushArray(Frame& frame);
 
-  // Failures are the rare way out of every state (see `fail`).
+  // Failures are the rare way out of every state; `failed` is marked cold like `fail`, so that
+  // the normal paths are laid out straight.
   bool cancel() { return fail(kHandlerCancelled); }
   [[gnu::cold]] Step failed(const char* message) {
     error = message;
