@@ -85,23 +85,67 @@ class TextBufferSink {
   TextBuffer& out_;
 };
 
-// Sink handing each run of bytes to an output iterator's write function (serializer.h).
+// Sink for an output iterator's write function (serializer.h). Bytes collect in a small buffer
+// that goes to the iterator in runs, so that a call through the function pointer is not made for
+// every byte; `flush` hands over the rest.
 class IteratorSink {
  public:
-  IteratorSink(void* iterator, void (*write)(void*, const char*, size_t))
-      : iterator_(iterator), write_(write) {}
-  void put(char c) { write_(iterator_, &c, 1); }
-  void write(const char* p, size_t n) { write_(iterator_, p, n); }
+  using WriteFunction = void (*)(void* iterator, const char* bytes, size_t count);
+  IteratorSink(void* iterator, WriteFunction write) : iterator_(iterator), write_(write) {}
+
+  void put(char c) {
+    if (used_ == sizeof buffer_) flush();
+    buffer_[used_++] = c;
+  }
+  void write(const char* p, size_t n) {
+    if (n > sizeof buffer_ - used_) {
+      flush();
+      if (n > sizeof buffer_) {
+        write_(iterator_, p, n);
+        return;
+      }
+    }
+    std::memcpy(buffer_ + used_, p, n);
+    used_ += n;
+  }
   template <typename Format>
   void format(Format&& format) {
     char buffer[detail::kNumberBufferSize];
     write(buffer, format(buffer));
   }
+  void flush() {
+    const size_t count = used_;
+    used_ = 0;  // first: a write that throws is not repeated by a second flush
+    if (count != 0) write_(iterator_, buffer_, count);
+  }
 
  private:
   void* iterator_;
-  void (*write_)(void*, const char*, size_t);
+  WriteFunction write_;
+  char buffer_[256];
+  size_t used_ = 0;
 };
+
+// Runs `write(sink)` on the sink for `text` when it is set (the string of a back-insert
+// iterator), else on an IteratorSink, whose buffered bytes reach the iterator also when an
+// exception ends the write.
+template <typename Write>
+bool withSink(std::string* text, void* iterator, IteratorSink::WriteFunction writeBytes,
+              Write&& write) {
+  if (text) {
+    StringSink sink(*text);
+    return write(sink);
+  }
+  IteratorSink sink(iterator, writeBytes);
+  try {
+    const bool result = write(sink);
+    sink.flush();
+    return result;
+  } catch (...) {
+    sink.flush();
+    throw;
+  }
+}
 
 }  // namespace
 
@@ -113,32 +157,23 @@ bool Serializer::serialize(std::string& out, const Value& value, const Attribute
 
 bool Serializer::serializeTo(const Output& out, const Value& value, const Attributes& attributes,
                              int depth, std::string* error) {
-  if (out.text) {
-    StringSink sink(*out.text);
+  return withSink(out.text, out.iterator, out.write, [&](auto& sink) {
     return detail::writeTree(sink, value, attributes, depth, error);
-  }
-  IteratorSink sink(out.iterator, out.write);
-  return detail::writeTree(sink, value, attributes, depth, error);
+  });
 }
 
 void Serializer::stringTo(const Output& out, const std::string& s) {
-  if (out.text) {
-    StringSink sink(*out.text);
+  withSink(out.text, out.iterator, out.write, [&](auto& sink) {
     detail::writeString(sink, s);
-    return;
-  }
-  IteratorSink sink(out.iterator, out.write);
-  detail::writeString(sink, s);
+    return true;
+  });
 }
 
 void Serializer::indentTo(const Output& out, const Attributes& attributes, int depth) {
-  if (out.text) {
-    StringSink sink(*out.text);
+  withSink(out.text, out.iterator, out.write, [&](auto& sink) {
     detail::writeIndent(sink, attributes, depth);
-    return;
-  }
-  IteratorSink sink(out.iterator, out.write);
-  detail::writeIndent(sink, attributes, depth);
+    return true;
+  });
 }
 
 bool Serializer::appendCompact(std::string& out, const Value& value) {

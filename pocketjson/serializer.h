@@ -19,7 +19,8 @@
 //
 // Output iterators: the writer is compiled once, in serializer.cpp; the iterator templates below
 // only hand it their output. A back_insert_iterator<std::string> has its string appended to in
-// runs (as the std::string overloads do); any other iterator receives one assignment per byte.
+// runs (as the std::string overloads do); any other iterator receives one assignment per byte,
+// the bytes collected in runs of up to 256 first.
 //
 // Depth: serialization does not recurse natively; any nesting depth is written with an explicit
 // stack. Stateless otherwise; safe on any thread for values not modified concurrently.
