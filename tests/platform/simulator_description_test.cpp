@@ -446,8 +446,8 @@ TEST_F(Description, IntegersWrittenAsRealNumbers) {
 }
 
 TEST_F(Description, CountWrittenAsRealNumber) {
-  load(R"({"applications": {"viewer": {"events": [
-    {"type": "t", "payloads": [1, 2, 3], "intervalMs": 1.0, "count": 2.0}]}}})");
+  ASSERT_NO_FATAL_FAILURE(load(R"({"applications": {"viewer": {"events": [
+    {"type": "t", "payloads": [1, 2, 3], "intervalMs": 1.0, "count": 2.0}]}}})"));
   ZrvApplicationHandle h = ZrvConnectApplication("viewer", "");
   simtest::Recorder recorder;
   ASSERT_EQ(ZrvRegisterEvent(h, "", "t", simtest::Recorder::onEvent, &recorder), 1);
