@@ -49,11 +49,6 @@ class Server : public httplib::Server {
   void widenBacklog() { ::listen(svr_sock_, SOMAXCONN); }
 };
 
-int usage(const std::string& problem) {
-  std::fprintf(stderr, "zarvo_host: %s\nTry 'zarvo_host --help'.\n", problem.c_str());
-  return kExitInput;
-}
-
 // The description's text, for GET /simulator/applications, and loading it into the simulator.
 bool loadApplications(const std::string& path, std::string* text) {
   std::ifstream in(path, std::ios::in | std::ios::binary);
@@ -88,14 +83,14 @@ void configure(httplib::Server& server) {
 
 int serveUntilSignal(const ServeOptions& options, const sigset_t& signals, Plugin& plugin,
                      const std::string& applicationsText) {
-  EventRing ring(options.eventBuffer);
+  EventRing ring(options.limits.eventBufferBytes);
   HostThread host;
   PluginCalls calls(plugin, host);
   calls.attach(ring);
   const std::string pageRoot = options.page.empty() ? options.web + "/console" : options.page;
   ServeContext context(calls, ring, StaticFiles(pageRoot, options.web + "/zarvo"));
   context.applicationsText = applicationsText;
-  context.maxBody = options.maxBody;
+  context.maxBody = options.limits.requestBytes;
 
   Server server;
   configure(server);
@@ -137,14 +132,8 @@ int serveUntilSignal(const ServeOptions& options, const sigset_t& signals, Plugi
 
 }  // namespace
 
-int runServe(int argc, char** argv, int first) {
-  ServeOptions options;
+int runServe(const ServeOptions& options) {
   std::string problem;
-  if (!parseServeCommandLine(argc, argv, first, &options, &problem)) return usage(problem);
-  if (options.help) {
-    std::fputs(serveHelpText().c_str(), stdout);
-    return kExitOk;
-  }
   // Blocked before any thread starts, so every thread inherits the mask and only sigwait below
   // receives the two signals.
   sigset_t signals;
