@@ -34,7 +34,7 @@ using std::chrono::milliseconds;
 const host_core::DefaultPaths kDefaults{"/defaults/plugin.so", "/defaults/apps.json",
                                         "/defaults/web"};
 
-Parsed parse(std::vector<QString> args, Options* options, std::string* error) {
+Parsed parse(const std::vector<QString>& args, Options* options, std::string* error) {
   QStringList list{"/any/path/zarvo_view"};
   for (const QString& arg : args) list.push_back(arg);
   return parseCommandLine(list, kDefaults, options, error);

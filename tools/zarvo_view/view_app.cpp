@@ -54,18 +54,21 @@ ViewApp::ViewApp(const Options& options, const PageFolders& folders, host_core::
 }
 
 void ViewApp::connectEnds() {
-  QObject::connect(&page_, &QWebEnginePage::loadFinished, [this](bool ok) { onLoadFinished(ok); });
-  QObject::connect(&page_, &QWebEnginePage::windowCloseRequested, [this] { onCloseRequested(); });
-  QObject::connect(qApp, &QGuiApplication::lastWindowClosed, [this] { finish(0); });
+  // Each connection has a member as its context, so it ends when that member is destroyed.
+  QObject::connect(&page_, &QWebEnginePage::loadFinished, &page_,
+                   [this](bool ok) { onLoadFinished(ok); });
+  QObject::connect(&page_, &QWebEnginePage::windowCloseRequested, &page_,
+                   [this] { onCloseRequested(); });
+  QObject::connect(qApp, &QGuiApplication::lastWindowClosed, &view_, [this] { finish(0); });
   if (!quitSignals_.install()) problem("SIGINT and SIGTERM cannot be caught; they end at once");
-  QObject::connect(&quitSignals_, &QuitSignals::received, [this](int number) {
+  QObject::connect(&quitSignals_, &QuitSignals::received, &quitSignals_, [this](int number) {
     problem(number == SIGINT ? "SIGINT: closing" : "SIGTERM: closing");
     finish(0);
   });
   // With --screenshot the screenshot's own cap applies instead.
   if (options_.timeout.count() > 0 && options_.screenshot.empty()) {
     timeout_.setSingleShot(true);
-    QObject::connect(&timeout_, &QTimer::timeout, [this] {
+    QObject::connect(&timeout_, &QTimer::timeout, &timeout_, [this] {
       problem("the page did not close within " + host_core::durationText(options_.timeout));
       finish(1);
     });
@@ -81,16 +84,18 @@ void ViewApp::startScreenshot() {
   screenshotPending_ = true;
   QObject::connect(&scheme_, &PageSchemeHandler::served, screenshot_.get(),
                    &Screenshot::requestServed);
-  QObject::connect(screenshot_.get(), &Screenshot::saved, [this](const QString& failure) {
-    screenshotPending_ = false;
-    if (!failure.isEmpty()) problem(failure.toStdString());
-    finish(failure.isEmpty() ? 0 : 1);
-  });
+  QObject::connect(screenshot_.get(), &Screenshot::saved, screenshot_.get(),
+                   [this](const QString& failure) {
+                     screenshotPending_ = false;
+                     if (!failure.isEmpty()) problem(failure.toStdString());
+                     finish(failure.isEmpty() ? 0 : 1);
+                   });
 }
 
 void ViewApp::onLoadFinished(bool ok) {
-  // Only the first load is the page's own; later ones are its navigations inside the origin.
-  if (loadSeen_) return;
+  // Only the first load is the page's own; later ones are its navigations inside the origin. A
+  // page still loading when the run ends reports a failed load while it is destroyed: not news.
+  if (loadSeen_ || finished_) return;
   loadSeen_ = true;
   loaded_ = ok;
   if (ok) {
