@@ -167,6 +167,15 @@ def install_layout(prefix, view, args):
     return copy
 
 
+def install_build(build, prefix, cmake):
+    """`cmake --install` of the build into prefix, the plain install and the stand-ins, as the
+    install guide does. Returns the installed view."""
+    for extra in ([], ['--component', 'stand_ins']):
+        subprocess.run([cmake, '--install', build, '--prefix', prefix] + extra, check=True,
+                       stdout=subprocess.DEVNULL)
+    return os.path.join(prefix, 'bin', 'zarvo_view')
+
+
 def mapped_files(pid):
     """The files mapped into the process."""
     with open(f'/proc/{pid}/maps', encoding='utf-8', errors='replace') as f:
@@ -220,6 +229,10 @@ def main():
     parser.add_argument('--installed-apps', help='the description of the installed layout')
     parser.add_argument('--installed-web', help='the web folder of the installed layout')
     parser.add_argument('--installed-libdir', default='lib', help='libdir of the installed layout')
+    parser.add_argument('--install-build', metavar='BUILD_DIR',
+                        help='install this build into {prefix} (cmake --install, also the '
+                             'stand_ins component) and run the installed view instead')
+    parser.add_argument('--cmake', default='cmake', help='cmake for --install-build')
     parser.add_argument('--mapped', action='append', default=[],
                         help='at --signal-after, the view must have this file mapped')
     parser.add_argument('--png', help='PNG the run must write, with more than one colour')
@@ -245,6 +258,8 @@ def main():
         prefix = os.path.join(work, 'prefix')
         if args.installed_plugin:
             view = [install_layout(prefix, view[0], args)] + view[1:]
+        elif args.install_build:
+            view = [install_build(args.install_build, prefix, args.cmake)] + view[1:]
         command = [part.replace('{pages}', pages).replace('{port}', port) for part in view]
         browser, peaks, maps = [], [], []
 
