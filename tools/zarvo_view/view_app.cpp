@@ -113,6 +113,9 @@ void ViewApp::onLoadFinished(bool ok) {
 }
 
 void ViewApp::onCloseRequested() {
+  // "Loaded" is Qt WebEngine's account: the load finished before the close request. A page that
+  // closes while it loads (its load handlers included) aborts its own load, which Chromium
+  // reports as failed.
   if (!loaded_) {
     problem("the page closed before it had loaded");
     finish(1);

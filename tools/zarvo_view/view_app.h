@@ -18,8 +18,9 @@
 // and leaves the event loop; calls that arrive after it are answered 503 "Unavailable".
 //
 // Exit status of exec(): 0 the page or the user closed the window (or SIGINT/SIGTERM, or the
-// screenshot was saved), 1 timeout, a page that closed before it had loaded, or a screenshot that
-// could not be taken.
+// screenshot was saved), 1 timeout, a page that closed before it had loaded (Qt WebEngine's
+// account: a close from the page's load handlers aborts the load; a close from a later task does
+// not), or a screenshot that could not be taken.
 //
 // Threads: GUI thread; construct after the QApplication and destroy before it.
 #ifndef ZARVO_VIEW_VIEW_APP_H
