@@ -23,6 +23,7 @@
 #include "host_core/plugin_host.h"
 #include "host_core/simulator_controls.h"
 #include "page_scheme.h"
+#include "qt_values.h"
 #include "simulator_object.h"
 #include "view_page.h"
 
@@ -142,6 +143,25 @@ TEST(ViewCommandLine, HelpNamesTheProgramAndEveryOption) {
         "--max-request <BYTES>", "--event-buffer <BYTES>", "-h, --help", "-v, --version"}) {
     EXPECT_NE(help.find(option), std::string::npos) << option;
   }
+}
+
+TEST(QtValues, PluginTextIsRepairedAsBrowsersDo) {
+  EXPECT_EQ(pluginText("plain"), "plain");
+  EXPECT_EQ(pluginText("\xc3\xa9"), QString(QChar(0xe9)));
+  // Each maximal ill-formed part becomes one U+FFFD, as host_core repairs WebSocket text.
+  EXPECT_EQ(pluginText("a\xff"
+                       "b\xe2\x82"
+                       "c"),
+            QString("a\uFFFDb\uFFFDc"));
+  EXPECT_EQ(pluginText(std::string_view("n\0ul", 4)), QString::fromUtf8("n\0ul", 4));
+}
+
+TEST(QtValues, HostErrorFields) {
+  const QVariantMap fields = hostErrorFields(host_core::payloadTooLarge(10));
+  EXPECT_EQ(fields.value("status").toInt(), 413);
+  EXPECT_EQ(fields.value("code").toString(), "PayloadTooLarge");
+  EXPECT_EQ(fields.value("message").toString(), "request body exceeds 10 bytes");
+  EXPECT_EQ(fields.size(), 3);
 }
 
 TEST(ChromiumSetup, NoGpuAndNoBackgroundNetworking) {
