@@ -27,19 +27,33 @@ test.beforeEach(async ({ page }) => {
       try {
         return { value: await fn() };
       } catch (e) {
-        return { error: { cls: e.constructor.name, name: e.name, status: e.status, message: e.message, code: e.code, envelope: e.envelope } };
+        return {
+          error: {
+            cls: e.constructor.name,
+            name: e.name,
+            status: e.status,
+            message: e.message,
+            code: e.code,
+            envelope: e.envelope,
+          },
+        };
       }
     };
     window.t = { zarvo, simulator, bridge, settle };
   });
 });
 
-test('connect, request with the application\'s own statuses, custom task, disconnect', async ({ page }) => {
+test("connect, request with the application's own statuses, custom task, disconnect", async ({
+  page,
+}) => {
   const results = await page.evaluate(async () => {
     const { bridge } = window.t;
     return [
       await bridge.connect('viewer'),
-      await bridge.request('viewer', { uri: '/document/open', requestData: { path: '/home/ada/report.pdf' } }),
+      await bridge.request('viewer', {
+        uri: '/document/open',
+        requestData: { path: '/home/ada/report.pdf' },
+      }),
       await bridge.request('viewer', { uri: '/document/save', settings: { overwrite: true } }),
       await bridge.request('viewer', { uri: '/document/close' }),
       await bridge.customTask('viewer', { type: 'render', data: { pages: [1, 2, 3] } }),
@@ -55,27 +69,40 @@ test('connect, request with the application\'s own statuses, custom task, discon
     null,
   ]);
   const log = await page.evaluate(() => window.t.simulator.callLog());
-  expect(log.calls).toContain('ZrvBridgeCross(1, "", "/document/open", "null", "{\\"path\\":\\"/home/ada/report.pdf\\"}", callback, context) -> 1 called back');
+  expect(log.calls).toContain(
+    'ZrvBridgeCross(1, "", "/document/open", "null", "{\\"path\\":\\"/home/ada/report.pdf\\"}", callback, context) -> 1 called back',
+  );
 });
 
 test('exchange shows the exact texts: status, envelope and promise id', async ({ page }) => {
   const answer = await page.evaluate(() =>
-    window.t.bridge.exchange('ZarvoApplication', { options: '{"method":"get"}', parameters: '{"name":"viewer"}' }));
+    window.t.bridge.exchange('ZarvoApplication', {
+      options: '{"method":"get"}',
+      parameters: '{"name":"viewer"}',
+    }),
+  );
   expect(answer.status).toBe(405);
-  expect(answer.text).toBe('{"error":{"message":"GET method is not allowed.","name":"MethodError"},"value":null}');
+  expect(answer.text).toBe(
+    '{"error":{"message":"GET method is not allowed.","name":"MethodError"},"value":null}',
+  );
   expect(answer.promise).toBeGreaterThan(0);
 });
 
-test('events raised through the simulator arrive in order at the listener and on window', async ({ page }) => {
+test('events raised through the simulator arrive in order at the listener and on window', async ({
+  page,
+}) => {
   const got = await page.evaluate(async () => {
     const { bridge, simulator } = window.t;
     await bridge.connect('viewer');
     const listened = [];
     const onWindow = [];
     window.addEventListener('zarvoEvent', (e) => onWindow.push(e.detail));
-    const unsubscribe = await bridge.subscribe('viewer', 'progress', (event, { id }) => listened.push([id, event]));
+    const unsubscribe = await bridge.subscribe('viewer', 'progress', (event, { id }) =>
+      listened.push([id, event]),
+    );
     await bridge.subscribe('viewer', 'saved', () => {});
-    for (const percent of [10, 20, 30]) await simulator.raise('viewer', 'progress', JSON.stringify({ percent }));
+    for (const percent of [10, 20, 30])
+      await simulator.raise('viewer', 'progress', JSON.stringify({ percent }));
     await simulator.raise('viewer', 'progress', '{"percent":99}', { count: 200 });
     await simulator.raise('viewer', 'saved', '{"ok":true}');
     while (onWindow.length < 204) await new Promise((r) => setTimeout(r, 10));
@@ -85,7 +112,9 @@ test('events raised through the simulator arrive in order at the listener and on
     return { listened, onWindow };
   });
   expect(got.listened).toHaveLength(203);
-  expect(got.listened.slice(0, 3).map(([, e]) => e)).toEqual([10, 20, 30].map((percent) => ({ app: 'viewer', data: { percent }, type: 'progress' })));
+  expect(got.listened.slice(0, 3).map(([, e]) => e)).toEqual(
+    [10, 20, 30].map((percent) => ({ app: 'viewer', data: { percent }, type: 'progress' })),
+  );
   const ids = got.listened.map(([id]) => id);
   expect(ids).toEqual(ids.map((_, i) => ids[0] + i));
   expect(got.onWindow).toHaveLength(204);
@@ -118,15 +147,25 @@ test('every error a page meets, with its exact text', async ({ page }) => {
       await settle(() => bridge.customTask('viewer', { type: 'fly' })),
       await settle(() => bridge.subscribe('viewer', '', () => {})),
       await settle(() => bridge.subscribe('', 'progress', () => {})),
-      await settle(() => bridge.call('ZarvoApplication', 'get', { parameters: '{"name":"viewer"}' })),
-      await settle(() => bridge.call('ZarvoApplicationBridge', 'put', { parameters: '{"name":"viewer"}' })),
-      await settle(() => bridge.call('ZarvoApplicationCustom', 'delete', { parameters: '{"name":"viewer"}' })),
+      await settle(() =>
+        bridge.call('ZarvoApplication', 'get', { parameters: '{"name":"viewer"}' }),
+      ),
+      await settle(() =>
+        bridge.call('ZarvoApplicationBridge', 'put', { parameters: '{"name":"viewer"}' }),
+      ),
+      await settle(() =>
+        bridge.call('ZarvoApplicationCustom', 'delete', { parameters: '{"name":"viewer"}' }),
+      ),
       await settle(() => bridge.disconnect('printer')),
       await settle(() => bridge.exchange('ZarvoFoo', {})),
     ];
   });
   const bridgeError = (status, name, message) => ({
-    cls: 'BridgeError', status, name, message, code: undefined,
+    cls: 'BridgeError',
+    status,
+    name,
+    message,
+    code: undefined,
     envelope: JSON.stringify({ error: { message, name }, value: null }),
   });
   expect(errors.map((e) => e.error)).toEqual([
@@ -143,7 +182,13 @@ test('every error a page meets, with its exact text', async ({ page }) => {
     bridgeError(405, 'MethodError', 'PUT method is not allowed.'),
     bridgeError(405, 'MethodError', 'DELETE method is not allowed.'),
     bridgeError(400, 'BadRequestError', 'Application instance is not existed.'),
-    { cls: 'TransportError', name: 'TransportError', status: 404, code: 'NotFound', message: "unknown resource 'ZarvoFoo'" },
+    {
+      cls: 'TransportError',
+      name: 'TransportError',
+      status: 404,
+      code: 'NotFound',
+      message: "unknown resource 'ZarvoFoo'",
+    },
   ]);
 });
 
@@ -165,7 +210,12 @@ test('a lost connection keeps the name until the page disconnects it', async ({ 
   expect(steps.reconnect.error.message).toBe('Failed to connect application.');
   expect(steps.disconnect).toEqual({ value: null });
   expect(steps.again).toEqual({ value: null });
-  expect(steps.notConnected.error).toMatchObject({ cls: 'TransportError', status: 404, code: 'NotConnected', message: "application 'printer' is not connected" });
+  expect(steps.notConnected.error).toMatchObject({
+    cls: 'TransportError',
+    status: 404,
+    code: 'NotConnected',
+    message: "application 'printer' is not connected",
+  });
   expect(steps.log.some((line) => line.startsWith('ZrvDisconnectApplication('))).toBe(true);
 });
 

@@ -11,7 +11,9 @@ test.afterAll(async () => {
   expect(await server.stop()).toBe(0);
 });
 
-test('connect, open, save, render, follow progress, disconnect, with the errors shown', async ({ page }) => {
+test('connect, open, save, render, follow progress, disconnect, with the errors shown', async ({
+  page,
+}) => {
   await page.goto(server.url);
   await expect(page.getByRole('heading', { name: 'Report viewer' })).toBeVisible();
   const status = page.getByRole('status');
@@ -37,7 +39,10 @@ test('connect, open, save, render, follow progress, disconnect, with the errors 
   const events = page.getByRole('list', { name: 'Progress events' }).getByRole('listitem');
   await expect(events).toHaveCount(3);
   await expect(events.nth(2)).toContainText('progress {"percent":100}');
-  await expect(page.getByRole('progressbar', { name: 'Viewer progress' })).toHaveAttribute('value', '100');
+  await expect(page.getByRole('progressbar', { name: 'Viewer progress' })).toHaveAttribute(
+    'value',
+    '100',
+  );
 
   await page.getByRole('button', { name: 'Raise progress events' }).click();
   await expect(events).toHaveCount(6);
@@ -69,7 +74,9 @@ test('a lost connection: the name stays taken until the page disconnects it', as
   await page.getByRole('button', { name: 'Connect viewer', exact: true }).click();
   await expect(status).toHaveText('Viewer connected.');
   await page.getByRole('button', { name: "Lose the viewer's connection" }).click();
-  await expect(status).toHaveText("The viewer's connection was reported lost; disconnect it before connecting again.");
+  await expect(status).toHaveText(
+    "The viewer's connection was reported lost; disconnect it before connecting again.",
+  );
   await page.getByRole('button', { name: 'Connect viewer', exact: true }).click();
   await expect(alert).toHaveText('InternalError (500): Failed to connect application.');
   await page.getByRole('button', { name: 'Disconnect viewer' }).click();

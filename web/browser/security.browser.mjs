@@ -32,7 +32,9 @@ test('a request with a foreign Origin is refused and reaches nothing', async () 
     data: '{"options":"{\\"method\\":\\"post\\"}","parameters":"{\\"name\\":\\"viewer\\"}"}',
   });
   expect(response.status()).toBe(403);
-  expect(await response.text()).toBe('{"error":{"message":"Origin \'http://evil.example\' is not this server\'s origin","name":"Forbidden"}}');
+  expect(await response.text()).toBe(
+    '{"error":{"message":"Origin \'http://evil.example\' is not this server\'s origin","name":"Forbidden"}}',
+  );
   const headers = response.headers();
   expect(headers['zarvo-status']).toBeUndefined();
   expect(Object.keys(headers).filter((h) => h.startsWith('access-control-'))).toEqual([]);
@@ -53,11 +55,22 @@ test('a page of another origin gets no CORS access and changes nothing', async (
       method: 'POST',
       mode: 'no-cors',
       body: '{"options":"{\\"method\\":\\"post\\"}","parameters":"{\\"name\\":\\"viewer\\"}"}',
-    }).then((r) => r.type, (e) => e.name);
+    }).then(
+      (r) => r.type,
+      (e) => e.name,
+    );
     const { httpTransport } = await import('/zarvo/zarvo.js');
     const viaClient = await httpTransport({ baseUrl: target })
-      .exchange('ZarvoApplication', { options: '{"method":"post"}', parameters: '{"name":"viewer"}', extra: '', body: '' })
-      .then(() => 'answered', (e) => `${e.name} ${e.code} ${e.status}`);
+      .exchange('ZarvoApplication', {
+        options: '{"method":"post"}',
+        parameters: '{"name":"viewer"}',
+        extra: '',
+        body: '',
+      })
+      .then(
+        () => 'answered',
+        (e) => `${e.name} ${e.code} ${e.status}`,
+      );
     return { read, post, viaClient };
   }, other.url);
   expect(outcome.read).toBe('TypeError');
@@ -76,13 +89,28 @@ test('a request body of exactly the limit is carried; one byte more is 413', asy
     await bridge.connect('viewer');
     // The HTTP body is the JSON object of the four texts; measure it without the payload.
     const bodyOf = (n) => JSON.stringify({ uri: '/document/open', requestData: 'x'.repeat(n) });
-    const wire = (n) => JSON.stringify({ options: '{"method":"post"}', parameters: '{"name":"viewer"}', extra: '', body: bodyOf(n) }).length;
+    const wire = (n) =>
+      JSON.stringify({
+        options: '{"method":"post"}',
+        parameters: '{"name":"viewer"}',
+        extra: '',
+        body: bodyOf(n),
+      }).length;
     const n = limit - wire(0);
     const outcome = async (size) => {
       try {
-        return { wire: wire(size), value: await bridge.request('viewer', { uri: '/document/open', requestData: 'x'.repeat(size) }) };
+        return {
+          wire: wire(size),
+          value: await bridge.request('viewer', {
+            uri: '/document/open',
+            requestData: 'x'.repeat(size),
+          }),
+        };
       } catch (e) {
-        return { wire: wire(size), error: { name: e.name, status: e.status, code: e.code, message: e.message } };
+        return {
+          wire: wire(size),
+          error: { name: e.name, status: e.status, code: e.code, message: e.message },
+        };
       }
     };
     return { under: await outcome(n), over: await outcome(n + 1) };
@@ -90,5 +118,10 @@ test('a request body of exactly the limit is carried; one byte more is 413', asy
   expect(got.under.wire).toBe(LIMIT);
   expect(got.under.value).toEqual({ data: { opened: true, pages: 12 }, statuscode: 200 });
   expect(got.over.wire).toBe(LIMIT + 1);
-  expect(got.over.error).toEqual({ name: 'TransportError', status: 413, code: 'PayloadTooLarge', message: `request body exceeds ${LIMIT} bytes` });
+  expect(got.over.error).toEqual({
+    name: 'TransportError',
+    status: 413,
+    code: 'PayloadTooLarge',
+    message: `request body exceeds ${LIMIT} bytes`,
+  });
 });

@@ -25,13 +25,17 @@ test.describe('with the default replay buffer', () => {
     expect(await server.stop()).toBe(0);
   });
 
-  test('a closed stream reopened by a later subscribe replays what was missed, in order', async ({ page }) => {
+  test('a closed stream reopened by a later subscribe replays what was missed, in order', async ({
+    page,
+  }) => {
     await openPage(page, server);
     const got = await page.evaluate(async () => {
       const { bridge, simulator } = window.t;
       await bridge.connect('viewer');
       const seen = [];
-      await bridge.subscribe('viewer', 'progress', (event, { id }) => seen.push([id, event.data.n]));
+      await bridge.subscribe('viewer', 'progress', (event, { id }) =>
+        seen.push([id, event.data.n]),
+      );
       await simulator.raise('viewer', 'progress', '{"n":1}');
       while (seen.length < 1) await new Promise((r) => setTimeout(r, 5));
       bridge.close();
@@ -44,20 +48,34 @@ test.describe('with the default replay buffer', () => {
     });
     expect(got.whileClosed).toBe(1);
     const first = got.seen[0][0];
-    expect(got.seen).toEqual([[first, 1], [first + 1, 2], [first + 2, 3], [first + 3, 4]]);
+    expect(got.seen).toEqual([
+      [first, 1],
+      [first + 1, 2],
+      [first + 2, 3],
+      [first + 3, 4],
+    ]);
   });
 });
 
 test.describe('with a replay buffer of 2000 bytes', () => {
   let server;
   test.beforeAll(async () => {
-    server = await startServe(['--applications', APPS, '--page', EXAMPLE_PAGE, '--event-buffer', '2000']);
+    server = await startServe([
+      '--applications',
+      APPS,
+      '--page',
+      EXAMPLE_PAGE,
+      '--event-buffer',
+      '2000',
+    ]);
   });
   test.afterAll(async () => {
     expect(await server.stop()).toBe(0);
   });
 
-  test('events that no longer fit are reported as a gap with the right counts', async ({ page }) => {
+  test('events that no longer fit are reported as a gap with the right counts', async ({
+    page,
+  }) => {
     await openPage(page, server);
     const got = await page.evaluate(async () => {
       const { bridge, simulator } = window.t;
@@ -67,7 +85,9 @@ test.describe('with a replay buffer of 2000 bytes', () => {
       const windowGaps = [];
       bridge.onGap((gap) => gaps.push(gap));
       window.addEventListener('zarvoGap', (e) => windowGaps.push(e.detail));
-      await bridge.subscribe('viewer', 'progress', (event, { id }) => seen.push([id, event.data.n]));
+      await bridge.subscribe('viewer', 'progress', (event, { id }) =>
+        seen.push([id, event.data.n]),
+      );
       await simulator.raise('viewer', 'progress', '{"n":0}');
       while (seen.length < 1) await new Promise((r) => setTimeout(r, 5));
       bridge.close();

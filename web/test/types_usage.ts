@@ -14,13 +14,23 @@ import { webChannelTransport, webChannelSimulator } from '../zarvo/webchannel.js
 async function example(): Promise<void> {
   const bridge = createBridge({ transport: httpTransport({ baseUrl: 'http://127.0.0.1:8207' }) });
   const connected: null = await bridge.connect('viewer');
-  const { data, statuscode } = await bridge.request('viewer', { uri: '/document/open', requestData: { path: '/x' } });
-  const task: { data: unknown; type: string } = await bridge.customTask('viewer', { type: 'render' });
-  const unsubscribe = await bridge.subscribe('viewer', 'progress', (event: ZarvoEvent, meta) => {
-    const id: number = meta.id;
-    const app: string = event.app;
-    void id, app;
-  }, { target: 'pane' });
+  const { data, statuscode } = await bridge.request('viewer', {
+    uri: '/document/open',
+    requestData: { path: '/x' },
+  });
+  const task: { data: unknown; type: string } = await bridge.customTask('viewer', {
+    type: 'render',
+  });
+  const unsubscribe = await bridge.subscribe(
+    'viewer',
+    'progress',
+    (event: ZarvoEvent, meta) => {
+      const id: number = meta.id;
+      const app: string = event.app;
+      (void id, app);
+    },
+    { target: 'pane' },
+  );
   const done: void = await unsubscribe();
   const raw = await bridge.exchange('ZarvoApplication', { options: '{"method":"get"}' });
   const status: number = raw.status;
@@ -33,7 +43,7 @@ async function example(): Promise<void> {
     if (e instanceof BridgeError) {
       const details: Record<string, unknown> = e.details;
       const envelope: string = e.envelope;
-      void details, envelope;
+      (void details, envelope);
     } else if (e instanceof TransportError) {
       const code: string = e.code;
       void code;
@@ -42,7 +52,7 @@ async function example(): Promise<void> {
   const sim = createSimulator();
   const { raised } = await raise('viewer', 'progress', '{}', { count: 2 });
   const { calls, next } = await sim.callLog({ from: 1 });
-  void connected, data, statuscode, task, done, status, raised, calls, next;
+  (void connected, data, statuscode, task, done, status, raised, calls, next);
 }
 
 // A transport of one's own satisfies the interface.
