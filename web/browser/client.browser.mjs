@@ -1,22 +1,15 @@
 // The page client from page script against a real `zarvo_host serve`: calls, events, every
 // error a page meets with its exact text, a lost connection, disconnect and teardown.
-import { test, expect } from '@playwright/test';
+import { test, expect, serving } from './fixtures.mjs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { startServe, EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE } from './serve.mjs';
 
 const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
-let server;
-
-test.beforeAll(async () => {
-  server = await startServe(['--applications', APPS, '--page', EXAMPLE_PAGE]);
-});
-test.afterAll(async () => {
-  expect(await server.stop()).toBe(0);
-});
+test.use(serving(import.meta.url, ['--applications', APPS, '--page', EXAMPLE_PAGE]));
 
 // Each test starts from a torn-down host and a page with a bridge in window.t.
-test.beforeEach(async ({ page }) => {
+test.beforeEach(async ({ page, server }) => {
   await page.goto(server.url);
   await page.evaluate(async () => {
     const zarvo = await import('/zarvo/zarvo.js');

@@ -1,16 +1,13 @@
 // The bridge console driven through its UI, by role and label, with a screenshot artifact.
-import { test, expect } from '@playwright/test';
-import { startServe, APPLICATIONS, artifactPath } from './serve.mjs';
+import { test, expect, serving } from './fixtures.mjs';
+import { APPLICATIONS, artifactPath } from './serve.mjs';
 
-let server;
-test.beforeAll(async () => {
-  server = await startServe(['--applications', APPLICATIONS]);
-});
-test.afterAll(async () => {
-  expect(await server.stop()).toBe(0);
-});
+test.use(serving(import.meta.url, ['--applications', APPLICATIONS]));
 
-test('connect, compose calls, watch events, simulate, read the call log', async ({ page }) => {
+test('connect, compose calls, watch events, simulate, read the call log', async ({
+  page,
+  server,
+}) => {
   await page.setViewportSize({ width: 1280, height: 900 });
   await page.goto(server.url);
   await expect(page.getByRole('heading', { name: 'zarvo bridge console', level: 1 })).toBeVisible();

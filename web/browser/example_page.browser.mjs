@@ -1,18 +1,13 @@
 // The example page as its user sees it: every step through its buttons, the visible results,
 // progress events and error texts, and a screenshot kept as an artifact.
-import { test, expect } from '@playwright/test';
-import { startServe, APPLICATIONS, EXAMPLE_PAGE, artifactPath } from './serve.mjs';
+import { test, expect, serving } from './fixtures.mjs';
+import { APPLICATIONS, EXAMPLE_PAGE, artifactPath } from './serve.mjs';
 
-let server;
-test.beforeAll(async () => {
-  server = await startServe(['--applications', APPLICATIONS, '--page', EXAMPLE_PAGE]);
-});
-test.afterAll(async () => {
-  expect(await server.stop()).toBe(0);
-});
+test.use(serving(import.meta.url, ['--applications', APPLICATIONS, '--page', EXAMPLE_PAGE]));
 
 test('connect, open, save, render, follow progress, disconnect, with the errors shown', async ({
   page,
+  server,
 }) => {
   await page.goto(server.url);
   await expect(page.getByRole('heading', { name: 'Report viewer' })).toBeVisible();
@@ -67,7 +62,10 @@ test('connect, open, save, render, follow progress, disconnect, with the errors 
   await expect(alert).toHaveText('BadRequestError (400): Application instance is not existed.');
 });
 
-test('a lost connection: the name stays taken until the page disconnects it', async ({ page }) => {
+test('a lost connection: the name stays taken until the page disconnects it', async ({
+  page,
+  server,
+}) => {
   await page.goto(server.url);
   const status = page.getByRole('status');
   const alert = page.getByRole('alert');

@@ -1,30 +1,21 @@
 // Security from the browser's side: foreign origins and hosts are refused before anything reaches
 // the plug-in, no CORS access is ever granted, and the request body limit is exact.
-import { test, expect, request as playwrightRequest } from '@playwright/test';
+import { request as playwrightRequest } from '@playwright/test';
+import { test, expect, serving } from './fixtures.mjs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { startServe, EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE } from './serve.mjs';
 
 const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
 const LIMIT = 16 * 1024 * 1024;
-let server;
-let other;
-
-test.beforeAll(async () => {
-  server = await startServe(['--applications', APPS, '--page', EXAMPLE_PAGE]);
-  other = await startServe(['--applications', APPS, '--page', EXAMPLE_PAGE]);
-});
-test.afterAll(async () => {
-  expect(await server.stop()).toBe(0);
-  expect(await other.stop()).toBe(0);
-});
+test.use(serving(import.meta.url, ['--applications', APPS, '--page', EXAMPLE_PAGE]));
 
 async function callLogLength(api, target) {
   const response = await api.get(`${target.url}simulator/log`);
   return (await response.json()).next;
 }
 
-test('a request with a foreign Origin is refused and reaches nothing', async () => {
+test('a request with a foreign Origin is refused and reaches nothing', async ({ server }) => {
   const api = await playwrightRequest.newContext();
   const before = await callLogLength(api, server);
   const response = await api.post(`${server.url}bridge/ZarvoApplication`, {
@@ -42,9 +33,13 @@ test('a request with a foreign Origin is refused and reaches nothing', async () 
   await api.dispose();
 });
 
-test('a page of another origin gets no CORS access and changes nothing', async ({ page }) => {
+test('a page of another origin gets no CORS access and changes nothing', async ({
+  page,
+  server,
+  otherServer,
+}) => {
   const api = await playwrightRequest.newContext();
-  const before = await callLogLength(api, other);
+  const before = await callLogLength(api, otherServer);
   await page.goto(server.url);
   const outcome = await page.evaluate(async (target) => {
     const read = await fetch(`${target}simulator/applications`).then(
@@ -72,15 +67,18 @@ test('a page of another origin gets no CORS access and changes nothing', async (
         (e) => `${e.name} ${e.code} ${e.status}`,
       );
     return { read, post, viaClient };
-  }, other.url);
+  }, otherServer.url);
   expect(outcome.read).toBe('TypeError');
   expect(outcome.post).toBe('opaque');
   expect(outcome.viaClient).toBe('TransportError NetworkError 0');
-  expect(await callLogLength(api, other)).toBe(before);
+  expect(await callLogLength(api, otherServer)).toBe(before);
   await api.dispose();
 });
 
-test('a request body of exactly the limit is carried; one byte more is 413', async ({ page }) => {
+test('a request body of exactly the limit is carried; one byte more is 413', async ({
+  page,
+  server,
+}) => {
   await page.goto(server.url);
   const got = await page.evaluate(async (limit) => {
     const { createBridge } = await import('/zarvo/zarvo.js');
