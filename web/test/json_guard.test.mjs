@@ -4,8 +4,7 @@
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
 import { encodeJson } from '../zarvo/json_guard.js';
-import { createBridge } from '../zarvo/zarvo.js';
-import { FakeTransport } from './fakes.mjs';
+import { createFakeBridge, rawAnswer } from '../zarvo/testing.js';
 
 // How the plug-in reads one JSON number text: an integer accumulated digit by digit in 64 bits
 // (unsigned, wrapping), turning to a double only when a digit 8 or 9 follows a magnitude above
@@ -222,10 +221,7 @@ test("100,000 levels of nesting are written with the walk's own stack", () => {
   );
 });
 
-function setup() {
-  const transport = new FakeTransport();
-  return { transport, bridge: createBridge({ transport, window: null }) };
-}
+const setup = () => createFakeBridge();
 
 test('the verbs refuse a value before anything is sent, naming it from their own members', async () => {
   const { transport, bridge } = setup();
@@ -259,14 +255,14 @@ test('the verbs refuse a value before anything is sent, naming it from their own
   for (const [call, message] of refusals) {
     await assert.rejects(call(), { name: 'TypeError', message });
   }
-  assert.deepEqual(transport.sent, []);
-  assert.equal(transport.opens, 0);
+  assert.deepEqual(transport.calls, []);
+  assert.equal(transport.streamOpen, false);
 });
 
 test('the verbs write wide integers in exponent form; call and exchange send texts as given', async () => {
   const { transport, bridge } = setup();
   const ok = '{"error":null,"value":{"data":null,"statuscode":200}}';
-  transport.answer(200, ok).answer(200, ok).answer(200, ok).answer(200, ok);
+  transport.on('ZarvoApplicationBridge', 'post', rawAnswer(200, ok));
   await bridge.request('viewer', {
     uri: '/x',
     requestData: { big: 2 ** 63, small: 2 ** 53, huge: 1e21 },
@@ -276,12 +272,15 @@ test('the verbs write wide integers in exponent form; call and exchange send tex
     parameters: '{"name":"viewer"}',
     body: '{"n":9223372036854775808,"s":"\uD800"}',
   });
-  await bridge.exchange('ZarvoApplicationBridge', { body: '{"n":NaN}' });
+  await bridge.exchange('ZarvoApplicationBridge', {
+    options: '{"method":"post"}',
+    body: '{"n":NaN}',
+  });
   assert.equal(
-    transport.sent[0][1].body,
+    transport.calls[0].texts.body,
     '{"uri":"/x","requestData":{"big":9.223372036854776e+18,"small":9007199254740992,"huge":1e+21}}',
   );
-  assert.equal(transport.sent[1][1].parameters, '{"name":1.8446744073709552e+19}');
-  assert.equal(transport.sent[2][1].body, '{"n":9223372036854775808,"s":"\uD800"}');
-  assert.equal(transport.sent[3][1].body, '{"n":NaN}');
+  assert.equal(transport.calls[1].texts.parameters, '{"name":1.8446744073709552e+19}');
+  assert.equal(transport.calls[2].texts.body, '{"n":9223372036854775808,"s":"\uD800"}');
+  assert.equal(transport.calls[3].texts.body, '{"n":NaN}');
 });
