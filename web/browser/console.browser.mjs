@@ -1,8 +1,21 @@
 // The bridge console driven through its UI, by role and label, with a screenshot artifact.
 import { test, expect, serving } from './fixtures.mjs';
 import { APPLICATIONS, artifactPath } from './serve.mjs';
+import { afterLoad, recordFailures } from './loading.mjs';
 
 test.use(serving(import.meta.url, ['--applications', APPLICATIONS]));
+
+test('the console loads without a failed request or console error (its icon is declared)', async ({
+  page,
+  server,
+}) => {
+  const failures = recordFailures(page);
+  await page.goto(server.url);
+  await expect(page.locator('#stream-state')).toHaveText('open');
+  await expect(page.getByRole('row', { name: /^viewer/ })).toBeVisible();
+  await afterLoad(page);
+  expect(failures).toEqual([]);
+});
 
 test('connect, compose calls, watch events, simulate, read the call log', async ({
   page,

@@ -2,8 +2,20 @@
 // progress events and error texts, and a screenshot kept as an artifact.
 import { test, expect, serving } from './fixtures.mjs';
 import { APPLICATIONS, EXAMPLE_PAGE, artifactPath } from './serve.mjs';
+import { afterLoad, recordFailures } from './loading.mjs';
 
 test.use(serving(import.meta.url, ['--applications', APPLICATIONS, '--page', EXAMPLE_PAGE]));
+
+test('the example page loads without a failed request or console error (its icon is declared)', async ({
+  page,
+  server,
+}) => {
+  const failures = recordFailures(page);
+  await page.goto(server.url);
+  await expect(page.getByRole('heading', { name: 'Report viewer' })).toBeVisible();
+  await afterLoad(page);
+  expect(failures).toEqual([]);
+});
 
 test('connect, open, save, render, follow progress, disconnect, with the errors shown', async ({
   page,
