@@ -18,8 +18,11 @@ export function serving(fileUrl, serveArgs) {
   return { serveArgs, serveFile: path.basename(fileURLToPath(fileUrl)) };
 }
 
-/** @param {string[]} serveArgs */
-async function runServer(serveArgs, use) {
+/**
+ * Runs a server with `serveArgs` for the fixture body `use`, then stops it and checks its exit.
+ * @param {string[]} serveArgs
+ */
+export async function runServer(serveArgs, use) {
   const server = await startServe(serveArgs);
   await use(server);
   expect(await server.stop(), `zarvo_host serve exit status; stderr: ${server.stderr()}`).toBe(0);
