@@ -227,3 +227,74 @@ test('teardown disconnects every application', async ({ page }) => {
   expect(after.log.filter((line) => line.startsWith('ZrvDisconnectApplication('))).toHaveLength(2);
   expect(after.request.error.message).toBe('Application instance is not existed.');
 });
+
+test('wide integers reach the application as the numbers the page holds; written in full they would wrap', async ({
+  page,
+}) => {
+  const logged = await page.evaluate(async () => {
+    const { bridge, simulator } = window.t;
+    await bridge.connect('viewer');
+    const values = {
+      max53: 2 ** 53,
+      below63: 9223372036854774784,
+      two63: 2 ** 63,
+      minus63: -(2 ** 63),
+      e19: 1e19,
+      e20: 1e20,
+      e21: 1e21,
+    };
+    // The requestData text each call gave the application, from the library's call log.
+    const received = async (call) => {
+      const from = (await simulator.callLog()).next;
+      await call();
+      const [line] = (await simulator.callLog({ from })).calls;
+      const quoted =
+        /^ZrvBridgeCross\(\d+, "", "\/document\/open", "null", "((?:[^"\\]|\\.)*)"/.exec(line)[1];
+      return JSON.parse(`"${quoted}"`);
+    };
+    return {
+      values,
+      guarded: await received(() =>
+        bridge.request('viewer', { uri: '/document/open', requestData: values }),
+      ),
+      plain: await received(() =>
+        bridge.call('ZarvoApplicationBridge', 'post', {
+          parameters: '{"name":"viewer"}',
+          body: JSON.stringify({ uri: '/document/open', requestData: values }),
+        }),
+      ),
+    };
+  });
+  expect(JSON.parse(logged.guarded)).toEqual(logged.values);
+  // The same values written by JSON.stringify: from 2^63 on, the plug-in reads a wrapped integer.
+  const plain = JSON.parse(logged.plain);
+  expect(plain.max53).toBe(logged.values.max53);
+  expect(plain.below63).toBe(logged.values.below63);
+  expect(plain.e21).toBe(logged.values.e21);
+  expect(logged.plain).toContain('"two63":-9223372036854775616');
+  expect(logged.plain).toContain('"e20":7766279631452241920');
+  for (const key of ['two63', 'minus63', 'e19', 'e20'])
+    expect(plain[key]).not.toBe(logged.values[key]);
+});
+
+test('NaN and a lone surrogate are refused in the page with their path; nothing is sent', async ({
+  page,
+}) => {
+  const got = await page.evaluate(async () => {
+    const { bridge, simulator, settle } = window.t;
+    await bridge.connect('viewer');
+    const from = (await simulator.callLog()).next;
+    const refused = [
+      await settle(() =>
+        bridge.request('viewer', { uri: '/document/open', requestData: { list: [1, NaN] } }),
+      ),
+      await settle(() => bridge.customTask('viewer', { type: 'render', data: { s: 'x\uD800' } })),
+    ];
+    return { refused, log: (await simulator.callLog({ from })).calls };
+  });
+  expect(got.refused.map((r) => [r.error.cls, r.error.message])).toEqual([
+    ['TypeError', 'requestData.list[1] is NaN, which JSON cannot carry'],
+    ['TypeError', 'data.s holds a lone surrogate (U+D800 at index 1), which is not Unicode text'],
+  ]);
+  expect(got.log).toEqual([]);
+});
