@@ -16,7 +16,7 @@ export default [
     },
   },
   {
-    files: ['test/**', 'browser/**', 'bundled/build.mjs', '*.config.mjs'],
+    files: ['test/**', 'browser/**', 'bench/**', 'bundled/build.mjs', '*.config.mjs'],
     languageOptions: { globals: { ...globals.node } },
   },
 ];

@@ -104,6 +104,15 @@ step('disconnect', 'click', async () => {
   say('Viewer disconnected.');
 });
 
+// A restarted host holds no connection and no subscription of this page any more.
+bridge.onState((state) => {
+  if (state !== 'restarted') return;
+  unsubscribe = null;
+  $('subscribe').disabled = false;
+  $('unsubscribe').disabled = true;
+  fail(new Error('The host restarted: connect the viewer again.'));
+});
+
 bridge.onGap((gap) =>
   fail(new Error(`${gap.lost} progress events were lost (${gap.first} to ${gap.last}).`)),
 );

@@ -322,6 +322,13 @@ bridge.onGap((gap) => {
   showEvent(item);
 });
 
+bridge.onInvalidEvent(({ id, text }) => {
+  const shown = `Event #${id} is not an event: ${text}`;
+  const item = element('li', { class: 'event gap' }, element('strong', {}, shown));
+  item.dataset.text = shown;
+  showEvent(item);
+});
+
 bridge.onState((state) => {
   $('stream-state').textContent = state;
   $('stream-state').dataset.state = state;

@@ -284,3 +284,40 @@ test('the verbs write wide integers in exponent form; call and exchange send tex
   assert.equal(transport.calls[2].texts.body, '{"n":9223372036854775808,"s":"\uD800"}');
   assert.equal(transport.calls[3].texts.body, '{"n":NaN}');
 });
+
+test('dates: the standard ones as JSON.stringify writes them, a date with its own toJSON checked', () => {
+  const dates = {
+    valid: new Date(Date.UTC(2026, 10, 23)),
+    invalid: new Date(NaN),
+    list: [new Date(0)],
+  };
+  assert.equal(encodeJson(dates), JSON.stringify(dates));
+  assert.equal(
+    encodeJson(dates),
+    '{"valid":"2026-11-23T00:00:00.000Z","invalid":null,"list":["1970-01-01T00:00:00.000Z"]}',
+  );
+  const own = new Date(0);
+  own.toJSON = () => NaN;
+  assert.throws(() => encodeJson({ data: { when: own } }), {
+    message: 'data.when is NaN, which JSON cannot carry',
+  });
+  const iso = new Date(0);
+  iso.toISOString = () => '\uD800';
+  assert.throws(() => encodeJson({ when: iso }), {
+    message: 'when holds a lone surrogate (U+D800 at index 0), which is not Unicode text',
+  });
+});
+
+test('one value to rewrite deep in a large payload: the rest is written as JSON.stringify writes it', () => {
+  const list = [];
+  for (let i = 0; i < 2000; i += 1)
+    list.push({ id: i, tags: ['a', i], at: new Date(i), nested: { x: [i, { y: 'ü' }] } });
+  list[1234].nested.x[1].y = 2 ** 64;
+  const value = { uri: '/x', requestData: { list, after: [1, 2, { z: null }] } };
+  const expected = JSON.stringify(value).replace(
+    '"y":18446744073709552000',
+    '"y":1.8446744073709552e+19',
+  );
+  assert.notEqual(expected, JSON.stringify(value));
+  assert.equal(encodeJson(value), expected);
+});

@@ -20,10 +20,16 @@
 // Nesting depth is bounded by memory only: the walk keeps its own stack, never the call stack.
 
 const WRAPS_FROM = 2 ** 63;
+const DATE_TO_JSON = Date.prototype.toJSON;
+const DATE_TO_ISO = Date.prototype.toISOString;
 const EXPONENT_FROM = 1e21;
 const LEFT_OUT = Symbol('left out');
 // Deepest nesting left to JSON.stringify, whose recursion gives up after a few thousand levels.
 const NATIVE_DEPTH = 256;
+// Depth up to which the writer hands plain parts to JSON.stringify.
+const SHORTCUT_DEPTH = 16;
+// Distinct keys remembered by one write (objects of one shape repeat theirs).
+const MAX_QUOTED_KEYS = 4096;
 const IDENTIFIER = /^[A-Za-z_$][\w$]*$/;
 const LONE_SURROGATE = /[\uD800-\uDBFF](?![\uDC00-\uDFFF])|(?<![\uD800-\uDBFF])[\uDC00-\uDFFF]/;
 
@@ -123,7 +129,7 @@ function plainForStringify(root) {
       default:
         continue; // boolean, undefined, symbol
     }
-    if (v === null) continue;
+    if (v === null || isPlainDate(v)) continue;
     if (depth >= NATIVE_DEPTH || typeof v.toJSON === 'function' || isBoxed(v)) return false;
     if (Array.isArray(v)) {
       for (let i = 0; i < v.length; i += 1) {
@@ -139,6 +145,16 @@ function plainForStringify(root) {
     }
   }
   return true;
+}
+
+/**
+ * A Date with the standard toJSON and toISOString: written as its ISO text or null, nothing to
+ * refuse or rewrite.
+ * @param {object} v
+ */
+function isPlainDate(v) {
+  const date = /** @type {Date} */ (v);
+  return v instanceof Date && date.toJSON === DATE_TO_JSON && date.toISOString === DATE_TO_ISO;
 }
 
 /** @param {object} v */
@@ -169,6 +185,8 @@ function writeJson(value, root) {
   /** @type {Frame[]} */
   const frames = [];
   const open = new Set();
+  /** @type {Map<string, string>} keys already checked, with their JSON text and colon */
+  const quotedKeys = new Map();
   let out = '';
 
   /** @param {string} what */
@@ -200,6 +218,13 @@ function writeJson(value, root) {
       return;
     }
     if (open.has(v)) throw refuse('contains itself (a cycle), which JSON cannot carry');
+    // A plain part of the value (most of it, usually) is written by JSON.stringify at once. The
+    // root was just found not plain; below a few levels each value is written here, so no value
+    // is walked more than SHORTCUT_DEPTH times.
+    if (frames.length > 0 && frames.length < SHORTCUT_DEPTH && plainForStringify(v)) {
+      out += JSON.stringify(v);
+      return;
+    }
     open.add(v);
     const keys = Array.isArray(v) ? null : Object.keys(v);
     const length = keys === null ? v.length : keys.length;
@@ -231,9 +256,15 @@ function writeJson(value, root) {
     frame.at = key;
     const member = prepared(frame.value[key], key);
     if (member === LEFT_OUT) continue;
-    if (!isWellFormed(key))
-      throw new TypeError(`the key ${pathOf(root, frames)} holds ${loneSurrogate(key)}`);
-    out += `${frame.written++ > 0 ? ',' : ''}${JSON.stringify(key)}:`;
+    let quoted = quotedKeys.get(key);
+    if (quoted === undefined) {
+      if (!isWellFormed(key)) {
+        throw new TypeError(`the key ${pathOf(root, frames)} holds ${loneSurrogate(key)}`);
+      }
+      quoted = `${JSON.stringify(key)}:`;
+      if (quotedKeys.size < MAX_QUOTED_KEYS) quotedKeys.set(key, quoted);
+    }
+    out += frame.written++ > 0 ? `,${quoted}` : quoted;
     write(member);
   }
   return out;
