@@ -126,3 +126,15 @@ test('TransportError.fromResponse names an answer without a host error body', as
     [502, 'HttpError', 'HTTP 502 <html>bad gateway</html>'],
   );
 });
+
+test('a transport that throws instead of rejecting: the call rejects with its error', async () => {
+  const transport = new FakeTransport();
+  transport.exchange = () => {
+    throw new TypeError('broken transport');
+  };
+  const bridge = createBridge({ transport, window: null });
+  await assert.rejects(bridge.connect('viewer'), {
+    name: 'TypeError',
+    message: 'broken transport',
+  });
+});

@@ -152,12 +152,16 @@ class Bridge {
    */
   async exchange(resource, texts) {
     const sent = requestTexts(texts);
+    // Settled by the transport's answer, or earlier by a restart of the host.
     return new Promise((resolve, reject) => {
+      let carried;
+      try {
+        carried = Promise.resolve(this.#transport.exchange(resource, sent));
+      } catch (error) {
+        carried = Promise.reject(error);
+      }
       this.#pending.add(reject);
-      this.#transport
-        .exchange(resource, sent)
-        .then(resolve, reject)
-        .finally(() => this.#pending.delete(reject));
+      carried.then(resolve, reject).finally(() => this.#pending.delete(reject));
     });
   }
 
