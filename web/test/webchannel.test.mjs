@@ -280,3 +280,20 @@ test('createSimulator() inside the view uses the channel controls and their erro
     [404, 'NotConnected', "application 'x' is not connected"],
   );
 });
+
+test('a host whose channel lacks a method of the protocol is a TransportError naming it', async () => {
+  const saved = zarvo.hello;
+  delete zarvo.hello;
+  try {
+    await assert.rejects(webChannelTransport(), (e) => {
+      assert.ok(e instanceof TransportError);
+      assert.deepEqual(
+        [e.status, e.code, e.message],
+        [0, 'NetworkError', "the host's channel offers no hello()"],
+      );
+      return true;
+    });
+  } finally {
+    zarvo.hello = saved;
+  }
+});

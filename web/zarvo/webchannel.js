@@ -56,13 +56,18 @@ export function channelObjects() {
 }
 
 /**
- * Invokes a host method; the host answers every invocation once, through the callback.
+ * Invokes a host method; the host answers every invocation once, through the callback. A host
+ * without the method (one that speaks another version of the channel) is a TransportError.
  * @param {any} object
  * @param {string} method
  * @param {unknown[]} args
  * @returns {Promise<any>}
  */
 function invoke(object, method, ...args) {
+  if (typeof object?.[method] !== 'function') {
+    const error = new TransportError(0, 'NetworkError', `the host's channel offers no ${method}()`);
+    return Promise.reject(error);
+  }
   return new Promise((resolve) => object[method](...args, resolve));
 }
 
