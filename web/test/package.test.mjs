@@ -34,6 +34,7 @@ test('npm pack holds the modules, their declarations and the manifest, nothing e
     'request_texts.js',
     'simulator.d.ts',
     'simulator.js',
+    'simulator_bodies.js',
     'testing.d.ts',
     'testing.js',
     'webchannel.d.ts',

@@ -24,7 +24,7 @@ const host = {
   calls: [],
   reads: [],
   answer: { status: 200, text: '{"error":null,"value":null}', promise: 1 },
-  simulatorAnswer: { ok: true, value: { raised: 2 } },
+  simulatorAnswer: { ok: true, value: '{"raised":2}' },
   events: [], // [id, text]
   nextId: 1,
   batch: 2, // events per readEvents
@@ -57,6 +57,14 @@ const zarvo = {
     setTimeout(() => done(host.answer.hostError ? host.answer : { done: true }), 0),
   readEvents: (after, done) => {
     host.reads.push(after);
+    if (after === null) {
+      // From now: nothing read, `first` names the next id.
+      setTimeout(
+        () => done({ instance: host.instance, gap: null, first: host.nextId, texts: [] }),
+        0,
+      );
+      return;
+    }
     const newer = host.events.filter(([id]) => id > after);
     const oldest = host.events.length ? host.events[0][0] : host.nextId;
     const gap =
@@ -82,7 +90,7 @@ const zarvoSimulator = {
     host.calls.push(['raise', ...args]);
     done(host.simulatorAnswer);
   },
-  callLog: (from, done) => done({ ok: true, value: { calls: [], next: from } }),
+  callLog: (from, done) => done({ ok: true, value: `{"calls":[],"next":${from}}` }),
 };
 globalThis.qt = { webChannelTransport: {} };
 globalThis.QWebChannel = function QWebChannel(transport, ready) {
@@ -183,6 +191,7 @@ test('events are pulled after eventsReady from where the stream opened, in order
   host.restart('00000000000000a1');
   host.raise(event(0)); // before the stream: not delivered
   host.answer = { status: 200, text: '{"error":null,"value":null}', promise: 3 };
+  const readsBefore = host.reads.length;
   const bridge = openBridge({ window: null });
   const seen = [];
   const states = [];
@@ -192,6 +201,8 @@ test('events are pulled after eventsReady from where the stream opened, in order
   const unsubscribe = await bridge.subscribe('viewer', 'progress', (e, { id }) =>
     seen.push([id, e.data]),
   );
+  // The first stream starts from now: it asks for nothing the view already holds.
+  assert.equal(host.reads[readsBefore], null);
   host.raise(event(1), event(2), event(3)); // more than one batch
   await until(() => seen.length === 3);
   assert.deepEqual(seen, [
@@ -260,12 +271,16 @@ test('a new instance is reported and its events are read from its first one', as
 
 test('createSimulator() inside the view uses the channel controls and their errors', async () => {
   host.calls = [];
-  host.simulatorAnswer = { ok: true, value: { raised: 2 } };
+  host.simulatorAnswer = { ok: true, value: '{"raised":2}' };
   const simulator = createSimulator();
   assert.deepEqual(await simulator.raise('viewer', 'progress', '{"p":1}', { count: 2 }), {
     raised: 2,
   });
-  assert.deepEqual(host.calls[0], ['raise', 'viewer', 'progress', '{"p":1}', 2]);
+  // The same body as over HTTP, which the host checks with the same rules.
+  assert.deepEqual(host.calls[0], [
+    'raise',
+    '{"app":"viewer","type":"progress","payload":"{\\"p\\":1}","count":2}',
+  ]);
   assert.deepEqual(await simulator.callLog({ from: 5 }), { calls: [], next: 5 });
   host.simulatorAnswer = {
     ok: false,

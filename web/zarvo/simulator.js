@@ -5,6 +5,7 @@
 // such endpoints, so a page must never depend on this module in production. Importing it does
 // nothing by itself: the same-origin controls behind raise() and the others are made on first use.
 import { fetchFromHost } from './host_fetch.js';
+import { disconnectBody, raiseBody } from './simulator_bodies.js';
 import { inWebView, webChannelSimulator } from './webchannel.js';
 
 /** @typedef {import('./simulator.d.ts').Simulator} Simulator */
@@ -28,22 +29,22 @@ export function createSimulator(options = {}) {
 
   /**
    * @param {string} path
-   * @param {unknown} body
+   * @param {string} bodyText
    */
-  function postJson(path, body) {
+  function postJson(path, bodyText) {
     return send(path, {
       method: 'POST',
       headers: { 'Content-Type': 'application/json' },
-      body: JSON.stringify(body),
+      body: bodyText,
     }).then(JSON.parse);
   }
 
   return {
     raise(app, type, payloadText = 'null', { count = 1 } = {}) {
-      return postJson('/simulator/raise', { app, type, payload: payloadText, count });
+      return postJson('/simulator/raise', raiseBody(app, type, payloadText, count));
     },
     reportLostConnection(app) {
-      return postJson('/simulator/disconnect', { app });
+      return postJson('/simulator/disconnect', disconnectBody(app));
     },
     callLog({ from = 0 } = {}) {
       return send(`/simulator/log?from=${encodeURIComponent(from)}`, {}).then(JSON.parse);

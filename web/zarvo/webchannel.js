@@ -10,6 +10,7 @@
 // the page runs in the view. Types: webchannel.d.ts.
 import { TransportError, networkError, payloadTooLarge } from './errors.js';
 import { exceeds, requestTexts, utf8Length, TEXT_NAMES } from './request_texts.js';
+import { disconnectBody, raiseBody } from './simulator_bodies.js';
 
 /** @typedef {import('./zarvo.d.ts').EventSink} EventSink */
 /** @typedef {import('./zarvo.d.ts').RequestTexts} RequestTexts */
@@ -120,7 +121,7 @@ export async function webChannelTransport() {
   }
 
   /**
-   * @param {number} after
+   * @param {number | null} after null: from now
    * @returns {Promise<EventBatch>}
    */
   async function read(after) {
@@ -135,25 +136,15 @@ export async function webChannelTransport() {
   }
 
   /**
-   * The id of the newest event held now, read through to the end: where a page's first stream
-   * starts (events raised before it are not delivered, as over HTTP).
+   * Where a page's first stream starts: after the newest event held now, so events raised before
+   * it are not delivered, as over HTTP. `readEvents(null)` reads nothing and names the next id.
    * @param {EventSink} sink
    */
   async function skipToNow(sink) {
-    let after = 0;
-    for (;;) {
-      const batch = await read(after);
-      if (batch.instance !== instance) {
-        instance = batch.instance;
-        after = 0;
-        continue;
-      }
-      if (batch.gap) after = Math.max(after, batch.gap.last);
-      if (batch.texts.length === 0) break;
-      after = batch.first + batch.texts.length - 1;
-    }
+    const batch = await read(null);
+    instance = batch.instance;
     sink.instance?.(instance);
-    return after;
+    return Math.max(0, batch.first - 1);
   }
 
   /** @param {EventSink} sink */
@@ -226,29 +217,30 @@ export async function webChannelTransport() {
 /** @type {typeof import('./webchannel.d.ts').webChannelSimulator} */
 export function webChannelSimulator() {
   /**
+   * One control of the host's "zarvoSimulator": its answer's text, or the host's refusal.
    * @param {string} method
-   * @param {unknown[]} args
-   * @returns {Promise<any>}
+   * @param {string} argument the body (or the index) exactly as over HTTP
+   * @returns {Promise<string>}
    */
-  async function control(method, ...args) {
+  async function control(method, argument) {
     const { zarvoSimulator } = await channelObjects();
-    const answer = await invoke(zarvoSimulator, method, ...args);
+    const answer = await invoke(zarvoSimulator, method, ...(argument === '' ? [] : [argument]));
     const failure = hostFailure(answer, method);
     if (failure) throw failure;
-    return answer.value;
+    return String(answer.value);
   }
   return {
     raise(app, type, payloadText = 'null', { count = 1 } = {}) {
-      return control('raise', String(app), String(type), String(payloadText), Number(count));
+      return control('raise', raiseBody(app, type, payloadText, count)).then(JSON.parse);
     },
     reportLostConnection(app) {
-      return control('reportLostConnection', String(app));
+      return control('reportLostConnection', disconnectBody(app)).then(JSON.parse);
     },
     callLog({ from = 0 } = {}) {
-      return control('callLog', Number(from));
+      return control('callLog', String(from)).then(JSON.parse);
     },
     applicationsText() {
-      return control('applicationsText');
+      return control('applicationsText', '');
     },
     applications() {
       return this.applicationsText().then(JSON.parse);

@@ -1,11 +1,11 @@
-// A whole page session in zarvo_view: calls, events, every error text, a lost connection. The
-// client's Bridge runs over view_transport.js, which speaks the view's channel contract directly.
-import { createBridge } from '/zarvo/zarvo.js';
-import { viewTransport, viewSimulator } from './view_transport.js';
+// A whole page session in zarvo_view: calls, events, every error text, a lost connection, with
+// the page client exactly as a page uses it (openBridge() picks the view's web channel).
+import { openBridge } from '/zarvo/zarvo.js';
+import { createSimulator } from '/zarvo/simulator.js';
 import { say, outcome, until, finish } from './report.js';
 
-const bridge = createBridge({ transport: viewTransport() });
-const simulator = viewSimulator();
+const bridge = openBridge();
+const simulator = createSimulator();
 
 async function calls() {
   await outcome('connect viewer', bridge.connect('viewer'));

@@ -1,12 +1,12 @@
 // Connects three applications, subscribes to a timed event that keeps flowing and queues a
 // burst of raised events, then ends while all of that is live: with window.close() (data-end
 // "close") or by waiting for the test to send SIGTERM (data-end "wait").
-import { createBridge } from '/zarvo/zarvo.js';
-import { viewTransport, viewSimulator } from './view_transport.js';
+import { openBridge } from '/zarvo/zarvo.js';
+import { createSimulator } from '/zarvo/simulator.js';
 import { say, until } from './report.js';
 
-const bridge = createBridge({ transport: viewTransport() });
-const simulator = viewSimulator();
+const bridge = openBridge();
+const simulator = createSimulator();
 
 (async () => {
   let ticks = 0;
