@@ -6,7 +6,10 @@
 #   tools        pjson
 #   stand_ins    the stand-in host library libQtWebKitBridgeHelper.so.2, the simulated
 #                application library libzarvo_x64.so.1, their control headers (under
-#                include/zarvo_stand_in) and the reference host zarvo_host, which drives them
+#                include/zarvo_stand_in), the reference hosts zarvo_host and zarvo_view, which
+#                drive them, and what the hosts use by default under share/zarvo_bridging: the
+#                application description (with its schema and the example session) and the web
+#                folder (the client modules zarvo/ and the console)
 # A plain `cmake --install` installs the first three. The stand-ins are for developing without
 # the vendor's libraries: `cmake --install <build> --component stand_ins` adds them to a prefix,
 # and ZARVO_INSTALL_STAND_INS=ON makes them part of the plain install.
@@ -87,9 +90,21 @@ function(zarvo_install_tools)
   if(TARGET pjson)
     install(TARGETS pjson RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   endif()
-  if(TARGET zarvo_host)
-    set_target_properties(zarvo_host PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
-    install(TARGETS zarvo_host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT stand_ins
-      ${zarvo_stand_ins_optional})
+  foreach(host zarvo_host zarvo_view)
+    if(TARGET ${host})
+      set_target_properties(${host} PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+      install(TARGETS ${host} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT stand_ins
+        ${zarvo_stand_ins_optional})
+    endif()
+  endforeach()
+  if(TARGET zarvo_host OR TARGET zarvo_view)
+    # The hosts' defaults when they run from the prefix (host_core/default_paths.h).
+    set(data ${CMAKE_INSTALL_DATADIR}/zarvo_bridging)
+    install(FILES ${PROJECT_SOURCE_DIR}/examples/applications.json
+                  ${PROJECT_SOURCE_DIR}/examples/applications.schema.json
+                  ${PROJECT_SOURCE_DIR}/examples/session.jsonl
+      DESTINATION ${data} COMPONENT stand_ins ${zarvo_stand_ins_optional})
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/web/zarvo ${PROJECT_SOURCE_DIR}/web/console
+      DESTINATION ${data}/web COMPONENT stand_ins ${zarvo_stand_ins_optional})
   endif()
 endfunction()

@@ -1,15 +1,12 @@
 #include "pocketjson/parser.h"
 
-#include <cerrno>
-#include <charconv>
-#include <cstdlib>
+#include <cstddef>
 #include <cstring>
-#include <iterator>
 #include <memory>
+#include <string>
 #include <vector>
 
-#include "pocketjson/internal/byte_scan.h"
-#include "pocketjson/internal/number_format.h"
+#include "pocketjson/internal/parse_scanners.h"
 #include "pocketjson/internal/simd_scan.h"
 #include "pocketjson/internal/small_stack.h"
 
@@ -24,50 +21,11 @@ const char kArrayUnexpectedString[] = "Unexpected string exists while parsing ar
 const char kArrayUnexpectedComma[] = "Unexpected comma exists while parsing array.";
 const char kObjectUnexpectedString[] = "Unexpected string exists while parsing object.";
 const char kObjectUnexpectedComma[] = "Unexpected comma exists while parsing object.";
-const char kStringNotTerminated[] = "Expected string ending character '\"' is not found.";
-const char kStringBadEscape[] = "Unexpected escape character is found while parsing string.";
-const char kStringBadHex[] = "Invalid unicode hex string is found while parsing string.";
-const char kStringBadSurrogate[] = "Invalid unicode surrogate pair is found while parsing string.";
-const char kNumberLeadingZero[] = "Unexpected '0' character is found while parsing number.";
-const char kNumberNoDigit[] = "Digit is not found while parsing number.";
-const char kNumberNoFractionDigit[] =
-    "Digit is not found after the decimal point while parsing number.";
-const char kNumberNoExponentDigit[] =
-    "Digit is not found after exponent keyword while parsing number.";
-const char kNumberBadFloat[] = "Failed to parse floating point.";
 const char kHandlerCancelled[] = "SAX handler cancels parsing.";
 const char kTrailingText[] = "Gabage string exists after json string.";
 
-// Largest magnitude that is still multiplied by 10 without looking at the next digit.
-constexpr int64_t kIntegerThreshold = 922337203685477579;
-
-inline bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
 inline bool isSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-// First byte in [p, end) that is '"' or '\\', or `end`; eight bytes per step where possible.
-inline const char* findQuoteOrBackslash(const char* p, const char* end) {
-  p = detail::skipBlocksWithoutQuoteOrBackslash(p, end);
-#if POCKETJSON_WORD_SCAN
-  while (end - p >= 8) {
-    const uint64_t word = detail::loadWord(p);
-    const uint64_t found = detail::bytesEqual(word, '"') | detail::bytesEqual(word, '\\');
-    if (found) return p + detail::firstFlaggedByte(found);
-    p += 8;
-  }
-#endif
-  while (p != end && *p != '"' && *p != '\\') ++p;
-  return p;
-}
-
-inline int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 // Skips a UTF-8 byte-order mark or any leading part of it: each of its three bytes is skipped
@@ -93,7 +51,8 @@ RawRange rawRange(const Parser::TextIterator& iterator) {
 // The parse engine: one object per top-level call. It walks nested arrays and objects with an
 // explicit stack of frames, so the native stack use does not depend on the nesting depth, and it
 // reproduces a recursive-descent parser exactly: the same handler calls in the same order, the
-// same leniencies and the same partial document on failure.
+// same leniencies and the same partial document on failure. The engine is itself the cursor that
+// the string and number scanners read from (internal/parse_scanners.h).
 //
 // Document mode builds in place. An object member is inserted (when its key is new) before its
 // value is parsed into the map slot. Array elements are parsed into slots of one pending stack
@@ -103,25 +62,18 @@ RawRange rawRange(const Parser::TextIterator& iterator) {
 // a failed array element stays in the array, and a failed object member stays in the object (the
 // same rule for both kinds; the failure then propagates). Values of duplicate keys are parsed
 // into a scratch value that is dropped, so the first occurrence wins.
-class Engine {
+class Engine : public detail::ParseCursor {
  public:
   enum class Start { kValue, kArray, kObject };
 
   Engine(std::string& error, AbstractParseHandler* handler, const ParseOption& option,
          const char* p, const char* end)
-      : p(p),
-        end(end),
-        error_(error),
+      : ParseCursor(p, end, error),
         handler_(handler),
         trailingComma_((option.flags & ParseOption::kAllowTrailingComma) != 0) {}
 
   bool run(Value* out, Start start);
-  bool decodeString(std::string& out);
-  bool readHex(unsigned& unit);
   bool number(Value* target, bool documentMode);
-
-  const char* p;
-  const char* end;
 
  private:
   static constexpr size_t kNoIndex = ~size_t{0};
@@ -173,15 +125,11 @@ class Engine {
   // Moves the array's pending elements into its vector.
   void flushArray(Frame& frame);
 
-  // Failures are the rare way out of every state; marked cold so that the normal paths are laid
-  // out straight.
-  [[gnu::cold]] bool fail(const char* message) {
-    error_ = message;
-    return false;
-  }
+  // Failures are the rare way out of every state; `failed` is marked cold like `fail`, so that
+  // the normal paths are laid out straight.
   bool cancel() { return fail(kHandlerCancelled); }
   [[gnu::cold]] Step failed(const char* message) {
-    error_ = message;
+    error = message;
     return Step::kFailed;
   }
   Step cancelled() { return failed(kHandlerCancelled); }
@@ -197,16 +145,11 @@ class Engine {
     p += length + 1;
     return true;
   }
-  double toDouble(const char* first, const char* last, bool hasExponent, bool exponentIsZero,
-                  bool& ok);
 
-  std::string& error_;
   AbstractParseHandler* handler_;
   bool trailingComma_;
-  detail::NumberLocale locale_;
-  bool localeKnown_ = false;
-  std::string text_;    // decoded string or key
-  std::string digits_;  // number text for the C library conversion
+  detail::NumberReader numbers_;
+  std::string text_;  // decoded string or key
   // Scratch values for duplicate keys, one per nesting level, made when first needed.
   Value* scratchAt(size_t level) {
     if (scratches_.size() <= level) scratches_.resize(level + 1);
@@ -241,224 +184,19 @@ bool Engine::run(Value* out, Start start) {
   return false;
 }
 
-inline bool Engine::readHex(unsigned& unit) {
-  unit = 0;
-  for (int i = 0; i < 4; ++i) {
-    const int digit = p != end ? hexValue(*p) : -1;
-    if (digit < 0) return fail(kStringBadHex);
-    unit = (unit << 4) | static_cast<unsigned>(digit);
-    ++p;
-  }
-  return true;
-}
-
-// Entered on the opening quote; on success `p` stands behind the closing quote. Escapes are
-// decoded into a small local buffer that goes to `out` in one piece with the next plain run (or
-// when full, or on return, failures included), so a string of many escapes is not appended to
-// byte by byte.
-bool Engine::decodeString(std::string& out) {
-  char decoded[64];
-  size_t used = 0;
-  auto flush = [&out, &decoded, &used] {
-    if (used != 0) out.append(decoded, used);
-    used = 0;
-  };
-  ++p;
-  for (;;) {
-    const char* run = p;
-    p = findQuoteOrBackslash(p, end);
-    if (p != run) {
-      flush();
-      out.append(run, static_cast<size_t>(p - run));
-    }
-    if (p == end) {
-      flush();
-      return fail(kStringNotTerminated);
-    }
-    if (*p == '"') {
-      flush();
-      ++p;
-      return true;
-    }
-    if (used > sizeof decoded - 4) flush();  // room for the longest escape (four bytes)
-    ++p;                                     // the backslash
-    if (p == end) {
-      flush();
-      return fail(kStringBadEscape);
-    }
-    switch (*p) {
-      case '"':
-      case '\\':
-      case '/':
-        decoded[used++] = *p;
-        break;
-      case 'b':
-        decoded[used++] = '\b';
-        break;
-      case 'f':
-        decoded[used++] = '\f';
-        break;
-      case 'n':
-        decoded[used++] = '\n';
-        break;
-      case 'r':
-        decoded[used++] = '\r';
-        break;
-      case 't':
-        decoded[used++] = '\t';
-        break;
-      case 'u': {
-        ++p;
-        unsigned unit;
-        if (!readHex(unit)) {
-          flush();
-          return false;
-        }
-        uint32_t codePoint = unit;
-        if (unit >= 0xDC00 && unit <= 0xDFFF) {  // lone low surrogate: no message
-          flush();
-          return false;
-        }
-        if (unit >= 0xD800 && unit <= 0xDBFF) {
-          if (p == end || *p != '\\' || p + 1 == end || p[1] != 'u') {
-            flush();
-            return fail(kStringBadSurrogate);
-          }
-          p += 2;
-          unsigned low;
-          if (!readHex(low)) {
-            flush();
-            return false;
-          }
-          if (low < 0xDC00 || low > 0xDFFF) {
-            flush();
-            return fail(kStringBadSurrogate);
-          }
-          codePoint = ((unit - 0xD800) << 10) + (low & 0x3FF) + 0x10000;
-        }
-        char* bytes = decoded + used;
-        if (codePoint < 0x80) {
-          bytes[0] = static_cast<char>(codePoint);
-          used += 1;
-        } else if (codePoint < 0x800) {
-          bytes[0] = static_cast<char>(0xC0 | (codePoint >> 6));
-          bytes[1] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          used += 2;
-        } else if (codePoint < 0x10000) {
-          bytes[0] = static_cast<char>(0xE0 | (codePoint >> 12));
-          bytes[1] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
-          bytes[2] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          used += 3;
-        } else {
-          bytes[0] = static_cast<char>(0xF0 | (codePoint >> 18));
-          bytes[1] = static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F));
-          bytes[2] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
-          bytes[3] = static_cast<char>(0x80 | (codePoint & 0x3F));
-          used += 4;
-        }
-        continue;  // `p` already stands behind the escape
-      }
-      default:
-        flush();
-        return fail(kStringBadEscape);
-    }
-    ++p;
-  }
-}
-
-// The C library conversion of the number text [first, last), after these text rules: 'E' written
-// as 'e', '+' dropped, a zero exponent removed, the first '.' replaced by the locale's decimal
-// point. The from_chars path is taken when it is known to give the same value.
-double Engine::toDouble(const char* first, const char* last, bool hasExponent, bool exponentIsZero,
-                        bool& ok) {
-  if (!localeKnown_) {
-    locale_ = detail::NumberLocale::current();
-    localeKnown_ = true;
-  }
-  ok = true;
-  if (locale_.fast) {
-    double value = 0;
-    auto r = std::from_chars(first, last, value);
-    if (r.ec == std::errc() && r.ptr == last) return value;
-    // out of range (infinity, underflow): the C library decides, as below
-  }
-  digits_.clear();
-  bool pointReplaced = false;
-  for (const char* q = first; q != last; ++q) {
-    char c = *q;
-    if (c == 'e' || c == 'E') {
-      if (hasExponent && exponentIsZero) break;
-      c = 'e';
-    } else if (c == '+') {
-      continue;
-    } else if (c == '.' && !pointReplaced) {
-      c = locale_.point;
-      pointReplaced = true;
-    }
-    digits_.push_back(c);
-  }
-  char* stop = nullptr;
-  errno = 0;
-  const double value = std::strtod(digits_.c_str(), &stop);
-  if (stop != digits_.c_str() + digits_.size()) ok = false;
-  return value;
-}
-
 // Entered on '-' or a digit; on success `p` stands behind the number.
 bool Engine::number(Value* target, bool documentMode) {
-  const char* first = p;
-  const bool negative = *p == '-';
-  if (negative) ++p;
-  if (p == end || !isDigit(*p)) return fail(kNumberNoDigit);
-  if (*p == '0' && p + 1 != end && isDigit(p[1])) return fail(kNumberLeadingZero);
-  // The magnitude is a signed 64-bit accumulator in the integer rule of parser.h; it is kept
-  // unsigned here so that the wrap-around of long digit runs is defined, and compared as signed.
-  uint64_t magnitude = 0;
-  bool tooLarge = false;
-  do {
-    const unsigned digit = static_cast<unsigned>(*p - '0');
-    if (static_cast<int64_t>(magnitude) <= kIntegerThreshold || digit <= 7) {
-      magnitude = magnitude * 10 + digit;
-    } else {
-      tooLarge = true;
-    }
-    ++p;
-  } while (p != end && isDigit(*p));
-  bool hasFraction = false;
-  if (p != end && *p == '.') {
-    hasFraction = true;
-    ++p;
-    if (p == end || !isDigit(*p)) return fail(kNumberNoFractionDigit);
-    do ++p;
-    while (p != end && isDigit(*p));
-  }
-  bool hasExponent = false;
-  bool exponentIsZero = true;
-  if (p != end && (*p == 'e' || *p == 'E')) {
-    hasExponent = true;
-    ++p;
-    if (p != end && (*p == '+' || *p == '-')) ++p;
-    if (p == end || !isDigit(*p)) return fail(kNumberNoExponentDigit);
-    do {
-      if (*p != '0') exponentIsZero = false;
-      ++p;
-    } while (p != end && isDigit(*p));
-  }
-  if (!hasFraction && exponentIsZero && !tooLarge) {
-    const int64_t value = static_cast<int64_t>(negative ? uint64_t{0} - magnitude : magnitude);
+  detail::ScannedNumber scanned;
+  if (!numbers_.read(*this, scanned)) return false;
+  if (scanned.isInteger) {
     if (documentMode) {
-      *target = value;
-    } else if (handler_ && !handler_->onInteger(value)) {
+      *target = scanned.integer;
+    } else if (handler_ && !handler_->onInteger(scanned.integer)) {
       return cancel();
     }
-    return true;
-  }
-  bool ok;
-  const double value = toDouble(first, p, hasExponent, exponentIsZero, ok);
-  if (!ok) return fail(kNumberBadFloat);
-  if (documentMode) {
-    *target = value;
-  } else if (handler_ && !handler_->onFloat(value)) {
+  } else if (documentMode) {
+    *target = scanned.real;
+  } else if (handler_ && !handler_->onFloat(scanned.real)) {
     return cancel();
   }
   return true;
@@ -555,7 +293,7 @@ Engine::Step Engine::valueStep(Cursor& cursor) {
 bool Engine::stringValue(const Cursor& cursor) {
   if (cursor.documentMode) {
     // Fast path: no escape before the closing quote, so the text is taken in one piece.
-    const char* q = findQuoteOrBackslash(p + 1, end);
+    const char* q = detail::findQuoteOrBackslash(p + 1, end);
     if (q != end && *q == '"') {
       *cursor.target = std::string(p + 1, q);
       p = q + 1;
@@ -563,7 +301,7 @@ bool Engine::stringValue(const Cursor& cursor) {
     }
   }
   text_.clear();
-  if (!decodeString(text_)) return false;
+  if (!detail::decodeString(*this, text_)) return false;
   if (cursor.documentMode) {
     *cursor.target = text_;
   } else if (cursor.events && !handler_->onString(text_)) {
@@ -650,7 +388,7 @@ Engine::Step Engine::nextMemberStep(Cursor& cursor) {
 // slot becomes the target of the value that follows.
 bool Engine::memberKey(Cursor& cursor) {
   text_.clear();
-  if (!decodeString(text_)) return false;
+  if (!detail::decodeString(*this, text_)) return false;
   if (handler_ && !handler_->onKey(text_)) return cancel();
   skipSpace();
   if (p == end || *p != ':') return fail(kObjectUnexpectedString);
@@ -810,20 +548,20 @@ bool Parser::parse_object(Value* out, AbstractParseHandler* handler, TextIterato
 
 bool Parser::parse_string(std::string& result, TextIterator& iterator) {
   return onRawRange(iterator, [&](const char*& p, const char* end) {
-    Engine engine(error_, nullptr, ParseOption(), p, end);
-    const bool ok = engine.decodeString(result);
-    p = engine.p;
+    detail::ParseCursor in(p, end, error_);
+    const bool ok = detail::decodeString(in, result);
+    p = in.p;
     return ok;
   });
 }
 
 bool Parser::parse_hex(unsigned short& result, TextIterator& iterator) {
   return onRawRange(iterator, [&](const char*& p, const char* end) {
-    Engine engine(error_, nullptr, ParseOption(), p, end);
+    detail::ParseCursor in(p, end, error_);
     unsigned unit = 0;
-    const bool ok = engine.readHex(unit);
+    const bool ok = detail::readHex(in, unit);
     if (ok) result = static_cast<unsigned short>(unit);
-    p = engine.p;
+    p = in.p;
     return ok;
   });
 }

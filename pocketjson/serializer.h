@@ -17,13 +17,20 @@
 // written so far stays, the result is false and "Floating point is nan or inf." is stored in the
 // optional error string.
 //
+// Output iterators: the writer is compiled once, in serializer.cpp; the iterator templates below
+// only hand it their output. A back_insert_iterator<std::string> has its string appended to in
+// runs (as the std::string overloads do); any other iterator receives one assignment per byte,
+// the bytes collected in runs of up to 256 first.
+//
 // Depth: serialization does not recurse natively; any nesting depth is written with an explicit
 // stack. Stateless otherwise; safe on any thread for values not modified concurrently.
 #ifndef POCKETJSON_SERIALIZER_H
 #define POCKETJSON_SERIALIZER_H
 
+#include <cstddef>
 #include <iterator>
 #include <string>
+#include <type_traits>
 
 #include "pocketjson/text_buffer.h"
 #include "pocketjson/value.h"
@@ -70,10 +77,64 @@ class Serializer {
   // Convenience: pretty text with the given indent unit and "\n", depth 0.
   static std::string pretty(const Value& value, const std::string& indentUnit = "  ");
 
-  // Escape table: 0 = copy the byte, otherwise the letter written after '\'.
-  static const char kEscape[256];
-  static const char kHexDigits[17];
+  // Escape table: 0 = copy the byte, otherwise the letter written after '\'; the hex digits of
+  // "\u00XX".
+  static const char (&kEscape)[256];
+  static const char (&kHexDigits)[17];
+
+ private:
+  // Where the iterator templates send their text: the string behind a
+  // back_insert_iterator<std::string> when `text` is set, else `write`, called with each run of
+  // bytes in order.
+  struct Output {
+    std::string* text;
+    void* iterator;
+    void (*write)(void* iterator, const char* bytes, size_t count);
+  };
+  // The string a back_insert_iterator<std::string> appends to (its protected member).
+  struct InsertedString : std::back_insert_iterator<std::string> {
+    static std::string& of(std::back_insert_iterator<std::string>& inserter) {
+      return *(inserter.*(&InsertedString::container));
+    }
+  };
+  template <typename OutputIterator>
+  static void writeBytes(void* iterator, const char* bytes, size_t count) {
+    OutputIterator& out = *static_cast<OutputIterator*>(iterator);
+    for (size_t i = 0; i < count; ++i) {
+      *out = bytes[i];
+      ++out;
+    }
+  }
+  template <typename OutputIterator>
+  static Output outputOf(OutputIterator& out) {
+    if constexpr (std::is_same<OutputIterator, std::back_insert_iterator<std::string>>::value) {
+      return Output{&InsertedString::of(out), nullptr, nullptr};
+    } else {
+      return Output{nullptr, &out, &writeBytes<OutputIterator>};
+    }
+  }
+  // The three writes behind the templates (serializer.cpp).
+  static bool serializeTo(const Output& out, const Value& value, const Attributes& attributes,
+                          int depth, std::string* error);
+  static void stringTo(const Output& out, const std::string& s);
+  static void indentTo(const Output& out, const Attributes& attributes, int depth);
 };
+
+template <typename OutputIterator>
+bool Serializer::serialize(OutputIterator& out, const Value& value, const Attributes& attributes,
+                           const int& depth, std::string* error) const {
+  return serializeTo(outputOf(out), value, attributes, depth, error);
+}
+
+template <typename OutputIterator>
+void Serializer::serialize_string(OutputIterator& out, const std::string& s) {
+  stringTo(outputOf(out), s);
+}
+
+template <typename OutputIterator>
+void Serializer::indent(OutputIterator& out, const Attributes& attributes, const int& depth) {
+  indentTo(outputOf(out), attributes, depth);
+}
 
 // Formatter for one lone double.
 class Double {
@@ -86,11 +147,26 @@ class Double {
   std::string toString(bool* ok = nullptr) const;
 
  private:
+  // Room for any text of a double (serializer.cpp checks it against the formatter's buffer).
+  static constexpr size_t kTextCapacity = 128;
+  // Writes the text into `buffer` (kTextCapacity bytes); returns its length.
+  size_t text(char* buffer, bool& finite) const;
+
   double value_;
 };
 
-}  // namespace pocketjson
+template <typename OutputIterator>
+bool Double::toString(OutputIterator out) const {
+  char buffer[kTextCapacity];
+  bool finite = true;
+  const size_t length = text(buffer, finite);
+  for (size_t i = 0; i < length; ++i) {
+    *out = buffer[i];
+    ++out;
+  }
+  return finite;
+}
 
-#include "pocketjson/internal/serializer_impl.h"  // template definitions
+}  // namespace pocketjson
 
 #endif  // POCKETJSON_SERIALIZER_H

@@ -1,5 +1,6 @@
-// Browser tests on Debian's chromium (no browser download). Each test file starts its own
-// `zarvo_host serve --port 0`; ZARVO_HOST names the program and ZARVO_WEB_ARTIFACTS the folder
+// Browser tests on Debian's chromium (no browser download). Each test file gets its own
+// `zarvo_host serve --port 0` from the `server` fixture (browser/fixtures.mjs), in a worker of its
+// own; ZARVO_HOST names the program and ZARVO_WEB_ARTIFACTS the folder
 // (in the build tree) for screenshots and Playwright's output.
 import { defineConfig } from '@playwright/test';
 import path from 'node:path';

@@ -15,5 +15,5 @@ mkdir -p "$work/home" "$work/runtime"
 chmod 700 "$work/runtime"
 [ "$(id -u)" = 0 ] && export QTWEBENGINE_DISABLE_SANDBOX=1
 HOME=$work/home XDG_RUNTIME_DIR=$work/runtime QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software \
-  "$view" --applications "$here/bench_applications.json" --console --timeout 300 \
+  "$view" --applications "$here/bench_applications.json" --console --timeout 300s \
   "$here/runtime_bench.html" | sed -n 's/^console: bench /view /p'

@@ -19,7 +19,8 @@ function say(text) {
 function fail(error) {
   let text;
   if (error instanceof BridgeError) text = `${error.name} (${error.status}): ${error.message}`;
-  else if (error instanceof TransportError) text = `${error.code} (${error.status}): ${error.message}`;
+  else if (error instanceof TransportError)
+    text = `${error.code} (${error.status}): ${error.message}`;
   else text = String(error?.message ?? error);
   $('status').textContent = 'The last step failed.';
   $('error').textContent = text;
@@ -54,13 +55,19 @@ step('open-form', 'submit', async () => {
 });
 
 step('save', 'click', async () => {
-  const { data, statuscode } = await bridge.request(APP, { uri: '/document/save', settings: { overwrite: true } });
+  const { data, statuscode } = await bridge.request(APP, {
+    uri: '/document/save',
+    settings: { overwrite: true },
+  });
   if (statuscode !== 200) say(`The viewer could not save: ${data.error} (${statuscode}).`);
   else say('Saved.');
 });
 
 step('render-form', 'submit', async () => {
-  const pages = $('pages').value.split(',').map((p) => Number(p.trim())).filter(Number.isInteger);
+  const pages = $('pages')
+    .value.split(',')
+    .map((p) => Number(p.trim()))
+    .filter(Number.isInteger);
   const { data, type } = await bridge.customTask(APP, { type: 'render', data: { pages } });
   say(`Render ${type}: ${data.pages} pages.`);
 });
@@ -97,7 +104,18 @@ step('disconnect', 'click', async () => {
   say('Viewer disconnected.');
 });
 
-bridge.onGap((gap) => fail(new Error(`${gap.lost} progress events were lost (${gap.first} to ${gap.last}).`)));
+// A restarted host holds no connection and no subscription of this page any more.
+bridge.onState((state) => {
+  if (state !== 'restarted') return;
+  unsubscribe = null;
+  $('subscribe').disabled = false;
+  $('unsubscribe').disabled = true;
+  fail(new Error('The host restarted: connect the viewer again.'));
+});
+
+bridge.onGap((gap) =>
+  fail(new Error(`${gap.lost} progress events were lost (${gap.first} to ${gap.last}).`)),
+);
 
 // Test controls (development server only).
 step('raise', 'click', async () => {

@@ -231,6 +231,29 @@ if(NOT rc EQUAL 0)
   message(FATAL_ERROR "installed zarvo_host exited ${rc}:\n${out}")
 endif()
 expect_output("installed zarvo_host" "${out}" "promise 1  200  {\"error\":null,\"value\":null}")
+# Without --plugin and --applications the installed host takes the plug-in beside it and the
+# description installed with it, wherever the build tree is.
+set(data "${PREFIX}/share/zarvo_bridging")
+run(out rc "${PREFIX}/${BINDIR}/zarvo_host" "${data}/session.jsonl")
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "installed zarvo_host with its defaults exited ${rc}:\n${out}")
+endif()
+expect_output("installed zarvo_host, defaults" "${out}"
+  "^plug-in [^\n]*prefix/${LIBDIR}/libzarvo_bridging.so.2\napplications [^\n]*prefix/share/zarvo_bridging/applications.json\n")
+expect_output("installed zarvo_host, defaults" "${out}" "77 held, 0 failed  PASS")
+run(out rc "${PREFIX}/${BINDIR}/zarvo_host" --help)
+expect_output("installed zarvo_host --help" "${out}"
+  "--plugin FILE=${PREFIX}/${LIBDIR}/libzarvo_bridging.so.2\n")
+if(EXISTS "${PREFIX}/${BINDIR}/zarvo_host" AND EXISTS "${data}/web/zarvo/zarvo.js")
+  # serve with its defaults: listens, then SIGTERM ends it with status 0.
+  run(out rc timeout --preserve-status -s TERM 3 "${PREFIX}/${BINDIR}/zarvo_host" serve --port 0)
+  expect_output("installed zarvo_host serve" "${out}" "serving http://127.0.0.1:[0-9]+/")
+  if(NOT rc EQUAL 0)
+    string(APPEND failures "installed zarvo_host serve exited ${rc}:\n${out}\n")
+  endif()
+else()
+  string(APPEND failures "the web folder was not installed under ${data}/web\n")
+endif()
 file(WRITE "${WORK_DIR}/pjson-input.json" "{ \"b\" : [1, 2] }")
 execute_process(COMMAND "${PREFIX}/${BINDIR}/pjson" INPUT_FILE "${WORK_DIR}/pjson-input.json"
                 OUTPUT_VARIABLE out ERROR_VARIABLE out RESULT_VARIABLE rc)

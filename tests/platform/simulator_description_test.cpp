@@ -2,10 +2,13 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "simulator_test_support.h"
 
@@ -190,12 +193,148 @@ TEST_F(Description, FailureKeepsPreviousState) {
 }
 
 TEST_F(Description, BadJson) {
-  // The JSON library's own message follows the source name.
+  // The JSON library's own message follows the source name, line and column.
   EXPECT_EQ(refusal("{\"applications\":{}} x"),
-            "examples/apps.json: Gabage string exists after json string.");
-  EXPECT_EQ(refusal(""), "examples/apps.json: Unexpected character exists while parsing.");
+            "examples/apps.json:1:21: Gabage string exists after json string.");
+  EXPECT_EQ(refusal(""), "examples/apps.json:1:1: Unexpected character exists while parsing.");
   EXPECT_EQ(refusal("{\"applications\":nul}"),
-            "examples/apps.json: Invalid null type string exists.");
+            "examples/apps.json:1:17: Invalid null type string exists.");
+}
+
+// Syntax errors point where the parser stopped: the first character it could not take.
+TEST_F(Description, SyntaxErrorPositions) {
+  // A missing comma: the next member's key.
+  EXPECT_EQ(refusal("{\n  \"applications\": {\n    \"viewer\": {} \"printer\": {}\n  }\n}\n"),
+            "examples/apps.json:3:18: Unexpected string exists while parsing object.");
+  // A bad literal: its first letter.
+  EXPECT_EQ(
+      refusal("{\"applications\": {\n  \"viewer\": {\"defaultRequest\": {\"answer\": tru}}}}"),
+      "examples/apps.json:2:43: Invalid boolean type string exists.");
+  // A missing comma in an array.
+  EXPECT_EQ(refusal("{\"applications\":{\"a\":{\"events\":[{\"type\":\"t\"} {}]}}}"),
+            "examples/apps.json:1:46: Unexpected string exists while parsing array.");
+  // Text after the value: its first character, past the whitespace.
+  EXPECT_EQ(refusal("{\"applications\": {}}\n\n  }\n"),
+            "examples/apps.json:3:3: Gabage string exists after json string.");
+  // A bad escape: the character after the backslash.
+  EXPECT_EQ(refusal("{\"applications\": {\"a\\x\": {}}}"),
+            "examples/apps.json:1:22: Unexpected escape character is found while parsing string.");
+  EXPECT_EQ(refusal("{\"applications\": {\"\\u12G4\": {}}}"),
+            "examples/apps.json:1:24: Invalid unicode hex string is found while parsing string.");
+  EXPECT_EQ(refusal("{\"applications\": {\"\\uD800x\": {}}}"),
+            "examples/apps.json:1:26: Invalid unicode surrogate pair is found while parsing "
+            "string.");
+  // Numbers: where the number stops making sense.
+  EXPECT_EQ(refusal("{\"applications\": {\"a\": {\"defaultRequest\": {\"status\": 012}}}}"),
+            "examples/apps.json:1:54: Unexpected '0' character is found while parsing number.");
+  EXPECT_EQ(refusal("{\"applications\": {\"a\": {\"defaultRequest\": {\"status\": 1.}}}}"),
+            "examples/apps.json:1:56: Digit is not found after the decimal point while parsing "
+            "number.");
+  EXPECT_EQ(refusal("{\"applications\": {\"a\": {\"defaultRequest\": {\"status\": -x}}}}"),
+            "examples/apps.json:1:55: Digit is not found while parsing number.");
+  EXPECT_EQ(refusal("{\"applications\": {\"a\": {\"defaultRequest\": {\"status\": 1e}}}}"),
+            "examples/apps.json:1:56: Digit is not found after exponent keyword while parsing "
+            "number.");
+  // A missing colon.
+  EXPECT_EQ(refusal("{\"applications\" {}}"),
+            "examples/apps.json:1:17: Unexpected string exists while parsing object.");
+}
+
+// When the text ends too early, the position is just past its last character.
+TEST_F(Description, SyntaxErrorsAtTheEnd) {
+  // An unterminated string.
+  EXPECT_EQ(refusal("{\"applications\": {\n  \"viewer: {}}}"),
+            "examples/apps.json:2:16: Expected string ending character '\"' is not found.");
+  // A truncated file, also right after a newline.
+  EXPECT_EQ(refusal("{\n  \"applications\": {\n    \"viewer\": {"),
+            "examples/apps.json:3:16: Unexpected string exists while parsing object.");
+  EXPECT_EQ(refusal("{\n  \"applications\": {}\n"),
+            "examples/apps.json:3:1: Unexpected string exists while parsing object.");
+  EXPECT_EQ(refusal("{\"applications\": {\"a\": {\"events\": [1"),
+            "examples/apps.json:1:37: Unexpected string exists while parsing array.");
+  EXPECT_EQ(refusal("{\"applications\": tr"),
+            "examples/apps.json:1:18: Invalid boolean type string exists.");
+  EXPECT_EQ(refusal("  \n "), "examples/apps.json:2:2: Unexpected character exists while parsing.");
+  // The JSON library closes an object cut off after '{' or a ','; a description must be whole.
+  EXPECT_EQ(refusal("{\"applications\": {},\n"),
+            "examples/apps.json:2:1: the text ends before the top-level object is closed");
+  EXPECT_EQ(refusal("{"),
+            "examples/apps.json:1:2: the text ends before the top-level object is closed");
+  EXPECT_EQ(refusal("{x"),
+            "examples/apps.json:1:3: the text ends before the top-level object is closed");
+}
+
+TEST_F(Description, LoneLowSurrogate) {
+  // The JSON library gives no message for it; the position is the escape's backslash.
+  const std::string message =
+      ":1:20: lone low surrogate escape: \\uDC00 to \\uDFFF must follow a high surrogate escape "
+      "(\\uD800 to \\uDBFF)";
+  EXPECT_EQ(refusal("{\"applications\": {\"\\uDC00\": {}}}"), "examples/apps.json" + message);
+  EXPECT_EQ(refusal("{\"applications\": {\"x\\udfff\": {}}}"),
+            "examples/apps.json:1:21" + message.substr(5));
+  // A high surrogate followed by a second one is the library's own surrogate pair message.
+  EXPECT_EQ(refusal("{\"applications\": {\"\\uD800\\uD800\": {}}}"),
+            "examples/apps.json:1:32: Invalid unicode surrogate pair is found while parsing "
+            "string.");
+  load("{\"applications\": {\"\\uD83D\\uDE00\": {}}}");  // a proper pair
+  EXPECT_NE(ZrvConnectApplication("\xF0\x9F\x98\x80", ""), nullptr);
+}
+
+TEST_F(Description, ColumnsCountCharacters) {
+  // Two-, three- and four-byte UTF-8 characters count one column each.
+  EXPECT_EQ(refusal("{\"applications\": {\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\": {} x}}"),
+            "examples/apps.json:1:29: Unexpected string exists while parsing object.");
+  // Inside a string too, and on a later line.
+  EXPECT_EQ(refusal("{\"applications\": {\n\"\xC3\xA9\": {\"tasks\": {\"\xC3\xA9\": 1 2}}}}"),
+            "examples/apps.json:2:24: Unexpected string exists while parsing object.");
+}
+
+TEST_F(Description, LineBreaks) {
+  // "\r\n" is one line break, and so is a lone "\r".
+  EXPECT_EQ(refusal("{\r\n\"applications\":\r\n{} x}"),
+            "examples/apps.json:3:4: Unexpected string exists while parsing object.");
+  EXPECT_EQ(refusal("{\r\"applications\":\r\r{} x}"),
+            "examples/apps.json:4:4: Unexpected string exists while parsing object.");
+  EXPECT_EQ(refusal("{\n\"applications\":\t{} x}"),
+            "examples/apps.json:2:20: Unexpected string exists while parsing object.");
+}
+
+TEST_F(Description, ByteOrderMarkIsNotAColumn) {
+  EXPECT_EQ(refusal("\xEF\xBB\xBF{\"applications\":{}} x"),
+            "examples/apps.json:1:21: Gabage string exists after json string.");
+  EXPECT_EQ(refusal("\xEF\xBB\xBF[}"),
+            "examples/apps.json:1:2: Unexpected character exists while parsing.");
+  load("\xEF\xBB\xBF{\"applications\":{}}");
+}
+
+TEST_F(Description, SchemaMember) {
+  load("{\"$schema\": \"../examples/applications.schema.json\", \"applications\": {}}");
+  load("{\"applications\": {}, \"$schema\": \"\"}");
+  EXPECT_EQ(refusal("{\"$schema\": 1, \"applications\": {}}"),
+            "examples/apps.json: $schema: expected a string");
+  EXPECT_EQ(refusal("{\"$schema\": null}"), "examples/apps.json: $schema: expected a string");
+  EXPECT_EQ(refusal("{\"$schema\": \"s.json\"}"),
+            "examples/apps.json: applications: required member missing");
+  // Only at the top level.
+  EXPECT_EQ(appRefusal("{\"$schema\": \"s.json\"}"),
+            "examples/apps.json: applications.viewer.$schema: unknown member");
+  EXPECT_EQ(appRefusal("{\"events\": [{\"type\": \"t\", \"$schema\": \"s.json\"}]}"),
+            "examples/apps.json: applications.viewer.events[0].$schema: unknown member");
+  EXPECT_EQ(refusal("{\"applications\": {\"$schema\": \"s.json\"}}"),
+            "examples/apps.json: applications.$schema: expected an object");
+}
+
+TEST_F(Description, EmptyNames) {
+  EXPECT_EQ(refusal("{\"applications\": {\"viewer\": {}, \"\": {}}}"),
+            "examples/apps.json: applications: expected a non-empty application name");
+  EXPECT_EQ(appRefusal("{\"requests\": {\"/a\": {}, \"\": {}}}"),
+            "examples/apps.json: applications.viewer.requests: expected a non-empty uri");
+  EXPECT_EQ(appRefusal("{\"tasks\": {\"\": {}}}"),
+            "examples/apps.json: applications.viewer.tasks: expected a non-empty task type");
+  // A task's answer type may be empty; so may a one-character name.
+  load(
+      "{\"applications\": {\"v\": {\"requests\": {\"/\": {}}, \"tasks\": {\"t\": {\"type\": "
+      "\"\"}}}}}");
 }
 
 TEST_F(Description, TopLevel) {
@@ -287,6 +426,107 @@ TEST_F(Description, Events) {
   EXPECT_EQ(events("{\"type\":\"t\",\"count\":0}"),
             at + ".count: expected an integer from 1 to 9223372036854775807");
   EXPECT_EQ(events("{\"type\":\"t\",\"count\":1.5}"), at + ".count: expected an integer");
+}
+
+// An integer may be written as a real number without a fraction, as JSON Schema allows.
+TEST_F(Description, IntegersWrittenAsRealNumbers) {
+  load(R"({"applications": {"viewer": {"requests": {
+    "/a": {"status": 201.0}, "/b": {"status": 2e2}, "/c": {"status": -2147483648.0},
+    "/d": {"status": 2147483647e0}, "/e": {"status": -0.0}, "/f": {"status": 0.5e1}},
+    "events": [{"type": "t", "intervalMs": 1.0, "count": 9.2e18},
+               {"type": "t", "intervalMs": 8.64e7, "count": 1e0}]}}})");
+  ZrvApplicationHandle h = ZrvConnectApplication("viewer", "");
+  const std::pair<const char*, int> expected[] = {
+      {"/a", 201}, {"/b", 200}, {"/c", -2147483648}, {"/d", 2147483647}, {"/e", 0}, {"/f", 5}};
+  for (const auto& entry : expected) {
+    BridgeAnswer answer;
+    ZrvBridgeCross(h, "", entry.first, "null", "null", onBridge, &answer);
+    EXPECT_EQ(answer.status, entry.second) << entry.first;
+  }
+}
+
+TEST_F(Description, CountWrittenAsRealNumber) {
+  ASSERT_NO_FATAL_FAILURE(load(R"({"applications": {"viewer": {"events": [
+    {"type": "t", "payloads": [1, 2, 3], "intervalMs": 1.0, "count": 2.0}]}}})"));
+  ZrvApplicationHandle h = ZrvConnectApplication("viewer", "");
+  simtest::Recorder recorder;
+  ASSERT_EQ(ZrvRegisterEvent(h, "", "t", simtest::Recorder::onEvent, &recorder), 1);
+  ASSERT_TRUE(recorder.waitFor(2));
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));  // a third would have come by now
+  EXPECT_EQ(recorder.size(), 2u);
+}
+
+TEST_F(Description, RealNumbersThatAreNotIntegers) {
+  const std::string status = "examples/apps.json: applications.viewer.defaultRequest.status: ";
+  auto withStatus = [this](const std::string& number) {
+    return appRefusal("{\"defaultRequest\": {\"status\": " + number + "}}");
+  };
+  EXPECT_EQ(withStatus("1.5"), status + "expected an integer");
+  EXPECT_EQ(withStatus("200.000001"), status + "expected an integer");
+  EXPECT_EQ(withStatus("1e-1"), status + "expected an integer");
+  EXPECT_EQ(withStatus("1e400"), status + "expected an integer");  // an infinity
+  EXPECT_EQ(withStatus("-1e400"), status + "expected an integer");
+  EXPECT_EQ(withStatus("true"), status + "expected an integer");
+  const std::string range = "expected an integer from -2147483648 to 2147483647";
+  EXPECT_EQ(withStatus("2147483648.0"), status + range);
+  EXPECT_EQ(withStatus("-2147483649.0"), status + range);
+  EXPECT_EQ(withStatus("3e9"), status + range);
+  EXPECT_EQ(withStatus("1e300"), status + range);
+  EXPECT_EQ(withStatus("-1e300"), status + range);
+}
+
+TEST_F(Description, RangesOfIntegersWrittenAsRealNumbers) {
+  const std::string at = "examples/apps.json: applications.viewer.events[0].";
+  auto event = [this](const std::string& members) {
+    return appRefusal("{\"events\": [{\"type\": \"t\", " + members + "}]}");
+  };
+  EXPECT_EQ(event("\"intervalMs\": 0.0"),
+            at + "intervalMs: expected an integer from 1 to 86400000");
+  EXPECT_EQ(event("\"intervalMs\": 86400001.0"),
+            at + "intervalMs: expected an integer from 1 to 86400000");
+  EXPECT_EQ(event("\"intervalMs\": 0.5"), at + "intervalMs: expected an integer");
+  const std::string count = "count: expected an integer from 1 to 9223372036854775807";
+  EXPECT_EQ(event("\"count\": -1.0"), at + count);
+  EXPECT_EQ(event("\"count\": 1e19"), at + count);
+  // 2^63 as a double, the nearest to 9223372036854775807.
+  EXPECT_EQ(event("\"count\": 9223372036854775807.0"), at + count);
+  EXPECT_EQ(event("\"count\": 9223372036854775808"), at + count);
+  // Integer literals beyond 64 bits that the JSON library would wrap around (to 1 and to -1).
+  EXPECT_EQ(event("\"count\": 18446744073709551617"), at + count);
+  EXPECT_EQ(event("\"count\": -18446744073709551617"), at + count);
+  EXPECT_EQ(event("\"count\": 18446744073709551617e0"), at + count);
+  load(
+      "{\"applications\": {\"v\": {\"events\": [{\"type\": \"t\", \"count\": "
+      "9223372036854775807}]}}}");
+}
+
+// Integer literals beyond 64 bits are real numbers, wherever they stand.
+TEST_F(Description, LongIntegerLiterals) {
+  load(R"({"applications": {"viewer": {"requests": {
+    "/wrap": {"answer": [18446744073709551617, -18446744073709551617, 10000000000000000000]},
+    "/edge": {"answer": [9223372036854775807, -9223372036854775807, 1.5e3, 12e0]},
+    "/text": {"answer": {"18446744073709551617": "18446744073709551617 \"18446744073709551617"}}
+  }}}})");
+  ZrvApplicationHandle h = ZrvConnectApplication("viewer", "");
+  BridgeAnswer wrap;
+  ZrvBridgeCross(h, "", "/wrap", "null", "null", onBridge, &wrap);
+  EXPECT_EQ(wrap.json, "[1.8446744073709552e+19,-1.8446744073709552e+19,1e+19]");
+  BridgeAnswer edge;
+  ZrvBridgeCross(h, "", "/edge", "null", "null", onBridge, &edge);
+  EXPECT_EQ(edge.json, "[9223372036854775807,-9223372036854775807,1500,12]");
+  BridgeAnswer text;
+  ZrvBridgeCross(h, "", "/text", "null", "null", onBridge, &text);
+  EXPECT_EQ(text.json,
+            "{\"18446744073709551617\":\"18446744073709551617 \\\"18446744073709551617\"}");
+  // Too large for a double, also as an exponent.
+  EXPECT_EQ(appRefusal("{\"defaultRequest\": {\"answer\": 1" + std::string(400, '0') + "}}"),
+            "examples/apps.json: applications.viewer.defaultRequest.answer: holds a number too "
+            "large for JSON text");
+  EXPECT_EQ(appRefusal("{\"defaultRequest\": {\"answer\": 1e10000000000000000000}}"),
+            "examples/apps.json: applications.viewer.defaultRequest.answer: holds a number too "
+            "large for JSON text");
+  // Digits among the stray bytes that the JSON library skips where a key is expected.
+  load("{12345678901234567890 \"applications\": {}}");
 }
 
 TEST_F(Description, DeepNestingInAnswerDoesNotCrash) {
@@ -392,7 +632,27 @@ TEST_F(DescriptionFile, EmptyFile) {
   const std::string path = write("empty.json", "");
   char error[256] = "";
   ASSERT_EQ(ZrvSimLoadDescription(path.c_str(), error, sizeof error), 0);
-  EXPECT_EQ(std::string(error), path + ": Unexpected character exists while parsing.");
+  EXPECT_EQ(std::string(error), path + ":1:1: Unexpected character exists while parsing.");
+}
+
+TEST_F(DescriptionFile, SyntaxErrorNamesFileLineAndColumn) {
+  const std::string path =
+      write("broken.json", "{\n  \"applications\": {\n    \"viewer\": {\"requests\" {}}\n  }\n}\n");
+  char error[256] = "";
+  ASSERT_EQ(ZrvSimLoadDescription(path.c_str(), error, sizeof error), 0);
+  EXPECT_EQ(std::string(error), path + ":3:27: Unexpected string exists while parsing object.");
+}
+
+TEST_F(DescriptionFile, NulAfterTheValueEndsTheText) {
+  // As for the JSON library's whole-text parse: what follows a NUL is not looked at.
+  const char kAfter[] = "{\"applications\":{\"a\":{}}}\n\0 more";
+  const std::string path = write("nul.json", std::string(kAfter, sizeof kAfter - 1));
+  char error[256] = "";
+  ASSERT_EQ(ZrvSimLoadDescription(path.c_str(), error, sizeof error), 1) << error;
+  const char kInside[] = "{\"applications\":{\"a\":\0{}}}";
+  const std::string inside = write("nul_inside.json", std::string(kInside, sizeof kInside - 1));
+  ASSERT_EQ(ZrvSimLoadDescription(inside.c_str(), error, sizeof error), 0);
+  EXPECT_EQ(std::string(error), inside + ":1:22: Unexpected character exists while parsing.");
 }
 
 }  // namespace

@@ -88,7 +88,7 @@ TEST_F(ServeHostile, ARequestLineTooLongIsRefused) {
 }
 
 TEST(ServeDeadlines, AStalledHalfRequestHoldsNobodyElseAndIsDropped) {
-  ServeProcess server({"--header-timeout", "1500", "--body-timeout", "1500"});
+  ServeProcess server({"--header-timeout", "1500ms", "--body-timeout", "1500ms"});
   const std::string hostLine = "Host: " + server.host() + "\r\n";
   // Half a header, and half a body: both stall.
   const int header = connectTo(server.port());

@@ -24,8 +24,9 @@ import urllib.request
 import zlib
 
 
-def png_colours(path):
-    """The number of distinct pixels of an 8-bit RGB or RGBA PNG (at most 3 are counted)."""
+def png_rows(path):
+    """The rows of an 8-bit RGB or RGBA PNG (not interlaced) as bytearrays, and its bytes per
+    pixel."""
     with open(path, 'rb') as f:
         data = f.read()
     if data[:8] != b'\x89PNG\r\n\x1a\n':
@@ -44,7 +45,7 @@ def png_colours(path):
             idat += body
     bpp = 3 if kind == 2 else 4
     raw, stride = zlib.decompress(idat), width * bpp
-    previous, seen, at = bytearray(stride), set(), 0
+    previous, rows, at = bytearray(stride), [], 0
     for _ in range(height):
         kind_of_filter, row = raw[at], bytearray(raw[at + 1:at + 1 + stride])
         at += 1 + stride
@@ -62,22 +63,37 @@ def png_colours(path):
                 pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
                 pred = a if pa <= pb and pa <= pc else (b if pb <= pc else c)
                 row[i] = (row[i] + pred) & 255
-        for x in range(0, stride, bpp):
+        rows.append(row)
+        previous = row
+    return rows, bpp
+
+
+def png_colours(path):
+    """The number of distinct pixels of the PNG (at most 3 are counted)."""
+    rows, bpp = png_rows(path)
+    seen = set()
+    for row in rows:
+        for x in range(0, len(row), bpp):
             seen.add(bytes(row[x:x + bpp]))
             if len(seen) >= 3:
                 return len(seen)
-        previous = row
     return len(seen)
 
 
+def png_pixel(path, x, y):
+    """The colour at (x, y) as RRGGBB."""
+    rows, bpp = png_rows(path)
+    return rows[y][x * bpp:x * bpp + 3].hex()
+
+
 def environment(home, runtime):
+    """Only what a headless machine needs: the view sets up Chromium itself (no GPU, no
+    background networking, no sandbox as root), so nothing of that is given here."""
     env = dict(os.environ)
-    env.update(HOME=home, XDG_RUNTIME_DIR=runtime, QT_QPA_PLATFORM='offscreen',
-               QT_QUICK_BACKEND='software',
-               QTWEBENGINE_CHROMIUM_FLAGS='--disable-gpu --disable-gpu-shader-disk-cache')
-    if os.geteuid() == 0:
-        env['QTWEBENGINE_DISABLE_SANDBOX'] = '1'
-    env.pop('QTWEBENGINE_REMOTE_DEBUGGING', None)
+    env.update(HOME=home, XDG_RUNTIME_DIR=runtime, QT_QPA_PLATFORM='offscreen')
+    for name in ('QTWEBENGINE_CHROMIUM_FLAGS', 'QTWEBENGINE_DISABLE_SANDBOX',
+                 'QTWEBENGINE_REMOTE_DEBUGGING', 'QT_QUICK_BACKEND'):
+        env.pop(name, None)
     return env
 
 
@@ -123,6 +139,49 @@ def devtools_browser(port):
         return f'error: {error}'
 
 
+def peak_memory(pid):
+    """The process's peak resident memory (VmHWM) in MiB, or None when it cannot be read."""
+    try:
+        with open(f'/proc/{pid}/status', encoding='ascii') as f:
+            for line in f:
+                if line.startswith('VmHWM:'):
+                    return int(line.split()[1]) / 1024
+    except OSError:
+        pass
+    return None
+
+
+def install_layout(prefix, view, args):
+    """An installed layout around a copy of the view: <prefix>/bin/zarvo_view, the plug-in in
+    <prefix>/<libdir>, the description and web folder in <prefix>/share/zarvo_bridging. Returns
+    the copy's path."""
+    data = os.path.join(prefix, 'share', 'zarvo_bridging')
+    for folder in ('bin', args.installed_libdir, data):
+        os.makedirs(os.path.join(prefix, folder), exist_ok=True)
+    copy = os.path.join(prefix, 'bin', 'zarvo_view')
+    shutil.copy2(view, copy)
+    shutil.copy2(args.installed_plugin,
+                 os.path.join(prefix, args.installed_libdir, 'libzarvo_bridging.so.2'))
+    shutil.copy2(args.installed_apps, os.path.join(data, 'applications.json'))
+    shutil.copytree(args.installed_web, os.path.join(data, 'web'))
+    return copy
+
+
+def install_build(build, prefix, cmake):
+    """`cmake --install` of the build into prefix, the plain install and the stand-ins, as the
+    install guide does. Returns the installed view."""
+    for extra in ([], ['--component', 'stand_ins']):
+        subprocess.run([cmake, '--install', build, '--prefix', prefix] + extra, check=True,
+                       stdout=subprocess.DEVNULL)
+    return os.path.join(prefix, 'bin', 'zarvo_view')
+
+
+def mapped_files(pid):
+    """The files mapped into the process."""
+    with open(f'/proc/{pid}/maps', encoding='utf-8', errors='replace') as f:
+        return {line.split(None, 5)[5].strip() for line in f if len(line.split(None, 5)) == 6}
+
+
 def run_view(command, env, signal_after, on_signal_line=None, signal_number=signal.SIGTERM):
     """Runs the view; once a stdout line equals `signal_after`, calls `on_signal_line` and sends
     the signal."""
@@ -135,7 +194,7 @@ def run_view(command, env, signal_after, on_signal_line=None, signal_number=sign
             lines.append(line)
             if signal_after is not None and line == signal_after:
                 if on_signal_line is not None:
-                    on_signal_line()
+                    on_signal_line(process.pid)
                 process.send_signal(signal_number)
 
     reader = threading.Thread(target=read_stdout)
@@ -162,7 +221,23 @@ def main():
     parser.add_argument('--devtools', metavar='BROWSER',
                         help='{port} is a free port; at --signal-after, its /json/version must '
                              'name this browser')
+    parser.add_argument('--max-peak-mib', type=float,
+                        help='at --signal-after, the view\'s peak resident memory (VmHWM) must be '
+                             'at most this many MiB; the figure is printed')
+    parser.add_argument('--installed-plugin', help='run a copy of the view from an installed '
+                        'layout in {prefix} with this plug-in (see install_layout)')
+    parser.add_argument('--installed-apps', help='the description of the installed layout')
+    parser.add_argument('--installed-web', help='the web folder of the installed layout')
+    parser.add_argument('--installed-libdir', default='lib', help='libdir of the installed layout')
+    parser.add_argument('--install-build', metavar='BUILD_DIR',
+                        help='install this build into {prefix} (cmake --install, also the '
+                             'stand_ins component) and run the installed view instead')
+    parser.add_argument('--cmake', default='cmake', help='cmake for --install-build')
+    parser.add_argument('--mapped', action='append', default=[],
+                        help='at --signal-after, the view must have this file mapped')
     parser.add_argument('--png', help='PNG the run must write, with more than one colour')
+    parser.add_argument('--png-pixel', action='append', default=[], metavar='X,Y,RRGGBB',
+                        help='the --png must have this colour at this pixel')
     parser.add_argument('view', nargs=argparse.REMAINDER)
     args = parser.parse_args()
     view = args.view[1:] if args.view[:1] == ['--'] else args.view
@@ -180,13 +255,36 @@ def main():
         if args.png and os.path.exists(args.png):
             os.remove(args.png)
         port = str(free_port()) if args.devtools else ''
+        prefix = os.path.join(work, 'prefix')
+        if args.installed_plugin:
+            view = [install_layout(prefix, view[0], args)] + view[1:]
+        elif args.install_build:
+            view = [install_build(args.install_build, prefix, args.cmake)] + view[1:]
         command = [part.replace('{pages}', pages).replace('{port}', port) for part in view]
-        browser = []
-        code, out, err = run_view(command, env, args.signal_after,
-                                  lambda: browser.append(devtools_browser(port)) if args.devtools
-                                  else None, getattr(signal, 'SIG' + args.signal))
+        browser, peaks, maps = [], [], []
+
+        def at_signal_line(pid):
+            if args.mapped:
+                maps.append(mapped_files(pid))
+            if args.devtools:
+                browser.append(devtools_browser(port))
+            if args.max_peak_mib is not None:
+                peaks.append(peak_memory(pid))
+
+        code, out, err = run_view(command, env, args.signal_after, at_signal_line,
+                                  getattr(signal, 'SIG' + args.signal))
         if args.devtools and browser != [args.devtools]:
             failures.append(f'remote debugging on port {port}: {browser}, expected {args.devtools}')
+        for file in (text.replace('{prefix}', prefix) for text in args.mapped):
+            if not maps or file not in maps[0]:
+                failures.append(f'the view had not mapped {file}')
+        if args.max_peak_mib is not None:
+            if not peaks or peaks[0] is None:
+                failures.append('the peak memory could not be read')
+            else:
+                print(f'peak resident memory of the view: {peaks[0]:.0f} MiB')
+                if peaks[0] > args.max_peak_mib:
+                    failures.append(f'peak memory {peaks[0]:.0f} MiB, at most {args.max_peak_mib}')
         if server is not None:
             server.shutdown()
             server.server_close()
@@ -221,6 +319,11 @@ def main():
                 colours = png_colours(args.png)
                 if colours < 2:
                     failures.append(f'{args.png} is blank (one colour)')
+                for check in args.png_pixel:
+                    x, y, colour = check.split(',')
+                    seen = png_pixel(args.png, int(x), int(y))
+                    if seen != colour.lower():
+                        failures.append(f'{args.png}: pixel {x},{y} is {seen}, expected {colour}')
             except (OSError, ValueError) as error:
                 failures.append(f'{args.png}: {error}')
         for folder in (home, runtime):

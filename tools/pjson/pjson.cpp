@@ -9,12 +9,14 @@
 //
 // Input is stdin, or one file named on the command line; it is read as raw bytes. Output goes to
 // stdout followed by one newline. Failures go to stderr as "pjson: <file or stdin>: <message>"
-// with exit status 1; usage errors exit with status 2. The parser reports a lone low surrogate
+// with exit status 1; usage errors exit with status 2. The command line is declared with CLI11,
+// which generates --help. The parser reports a lone low surrogate
 // escape with an empty message, so the tool substitutes "invalid JSON" to keep the line useful.
 // Single-threaded; owns nothing beyond its locals.
+#include <CLI/CLI.hpp>
+
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -26,31 +28,37 @@
 
 namespace {
 
-constexpr const char* kUsage =
-    "usage: pjson [--pretty] [--options N] [FILE]\n"
-    "\n"
-    "Reads JSON from FILE (or stdin when FILE is absent or \"-\") with pocketjson and writes it\n"
-    "back compact (the default) or pretty.\n"
-    "\n"
-    "  --pretty      indent with two blanks, one member or element per line\n"
-    "  --options N   parse option bits (0..255): 1 allows a trailing comma,\n"
-    "                2 ignores text after the top-level value; default 0\n"
-    "  --help        print this text and exit\n";
+struct Options {
+  bool pretty = false;
+  unsigned optionBits = 0;
+  std::string path = "-";  // "-": stdin
+};
 
-int usageError(const std::string& message) {
-  std::cerr << "pjson: " << message << "\n" << kUsage;
-  return 2;
-}
-
-// Parses a decimal option value in 0..255; false on anything else.
-bool parseOptionBits(const char* text, unsigned& bits) {
-  if (text == nullptr || *text == '\0') return false;
-  errno = 0;
-  char* end = nullptr;
-  unsigned long value = std::strtoul(text, &end, 10);
-  if (errno != 0 || *end != '\0' || text[0] == '-' || value > 255) return false;
-  bits = static_cast<unsigned>(value);
-  return true;
+// Declares the command line; parses it. Returns the exit status to end with, or -1 to go on.
+int parseCommandLine(int argc, char** argv, Options* options) {
+  CLI::App app(
+      "Reads JSON from FILE (or stdin when FILE is absent or \"-\") with pocketjson and writes it\n"
+      "back compact (the default) or pretty.",
+      "pjson");
+  app.add_flag("--pretty", options->pretty,
+               "indent with two blanks, one member or element per line");
+  app.add_option("--options", options->optionBits,
+                 "parse option bits: 1 allows a trailing comma, 2 ignores text after the "
+                 "top-level value")
+      ->type_name("N")
+      ->check(CLI::Range(0U, 255U))
+      ->capture_default_str();
+  app.add_option("file", options->path, "the input (default: stdin)")->type_name("FILE");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app.help();
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    std::cerr << "pjson: " << error.what() << "\nRun with --help for more information.\n";
+    return 2;
+  }
+  return -1;
 }
 
 bool readAll(std::istream& in, std::string& text) {
@@ -60,68 +68,25 @@ bool readAll(std::istream& in, std::string& text) {
   return !in.bad();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  bool pretty = false;
-  unsigned optionBits = 0;
-  std::string path;  // empty: stdin
-  bool havePath = false;
-
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage;
-      return 0;
-    } else if (arg == "--pretty") {
-      pretty = true;
-    } else if (arg == "--options") {
-      if (i + 1 >= argc || !parseOptionBits(argv[i + 1], optionBits)) {
-        return usageError("--options needs a number from 0 to 255");
-      }
-      ++i;
-    } else if (arg.compare(0, 10, "--options=") == 0) {
-      if (!parseOptionBits(arg.c_str() + 10, optionBits)) {
-        return usageError("--options needs a number from 0 to 255");
-      }
-    } else if (arg.size() > 1 && arg[0] == '-') {
-      return usageError("unknown option '" + arg + "'");
-    } else if (havePath) {
-      return usageError("only one input file may be given");
-    } else {
-      havePath = true;
-      if (arg != "-") path = arg;
-    }
+// The input's bytes; false after reporting the problem.
+bool readInput(const std::string& path, const std::string& name, std::string* text) {
+  if (path == "-") {
+    if (readAll(std::cin, *text)) return true;
+    std::cerr << "pjson: " << name << ": read error\n";
+    return false;
   }
-
-  const std::string name = path.empty() ? "stdin" : path;
-  std::string text;
-  if (path.empty()) {
-    if (!readAll(std::cin, text)) {
-      std::cerr << "pjson: " << name << ": read error\n";
-      return 1;
-    }
-  } else {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-      std::cerr << "pjson: " << name << ": " << std::strerror(errno) << "\n";
-      return 1;
-    }
-    if (!readAll(file, text)) {
-      std::cerr << "pjson: " << name << ": read error\n";
-      return 1;
-    }
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    std::cerr << "pjson: " << name << ": " << std::strerror(errno) << "\n";
+    return false;
   }
+  if (readAll(file, *text)) return true;
+  std::cerr << "pjson: " << name << ": read error\n";
+  return false;
+}
 
-  pocketjson::Value value;
-  pocketjson::Parser parser;
-  if (!parser.tryParse(value, text, pocketjson::ParseOption(static_cast<uint8_t>(optionBits)))) {
-    // The parser fails silently (empty message) on a lone low surrogate escape.
-    const std::string& message = parser.error();
-    std::cerr << "pjson: " << name << ": " << (message.empty() ? "invalid JSON" : message) << "\n";
-    return 1;
-  }
-
+// The value written back; false after reporting why it cannot be.
+bool writeValue(const pocketjson::Value& value, bool pretty, const std::string& name) {
   pocketjson::Serializer::Attributes attributes;
   int depth = -1;
   if (pretty) {
@@ -136,13 +101,34 @@ int main(int argc, char** argv) {
     // Only a NaN or infinite double fails (e.g. 1e999 parses to infinity); the text would be
     // truncated JSON, so nothing is written.
     std::cerr << "pjson: " << name << ": " << error << "\n";
-    return 1;
+    return false;
   }
   out += '\n';
   std::fwrite(out.data(), 1, out.size(), stdout);
   if (std::fflush(stdout) != 0) {
     std::cerr << "pjson: write error\n";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  const int status = parseCommandLine(argc, argv, &options);
+  if (status >= 0) return status;
+  const std::string name = options.path == "-" ? "stdin" : options.path;
+  std::string text;
+  if (!readInput(options.path, name, &text)) return 1;
+  pocketjson::Value value;
+  pocketjson::Parser parser;
+  if (!parser.tryParse(value, text,
+                       pocketjson::ParseOption(static_cast<uint8_t>(options.optionBits)))) {
+    // The parser fails silently (empty message) on a lone low surrogate escape.
+    const std::string& message = parser.error();
+    std::cerr << "pjson: " << name << ": " << (message.empty() ? "invalid JSON" : message) << "\n";
     return 1;
   }
-  return 0;
+  return writeValue(value, options.pretty, name) ? 0 : 1;
 }

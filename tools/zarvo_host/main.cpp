@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "command_line.h"
+#include "host_core/description_file.h"
 #include "host_core/json_text.h"
 #include "host_core/plugin.h"
 #include "interactive.h"
@@ -127,7 +128,7 @@ InteractiveOutcome readInteractively(const Options& options, Session& session,
       "arrow recalls, Ctrl-D ends.\n",
       stderr);
   TerminalOptions terminal;
-  terminal.applications = applicationNames(options.apps);
+  terminal.applications = applicationNames(options.applications);
   // Events that arrive while a line is edited are shown above it, not written into it.
   terminal.holdOutput = [&transcript](std::function<void()> wake) {
     transcript.hold(std::move(wake));
@@ -141,8 +142,24 @@ InteractiveOutcome readInteractively(const Options& options, Session& session,
   return runInteractive(*reader, session, transcript);
 }
 
+#ifdef ZARVO_HOST_WITH_SERVE
+int serveMode(const serve::ServeOptions& options) {
+  return serve::runServe(options);
+}
+#else
+int serveMode(const serve::ServeOptions& /*options*/) {
+  std::fputs(
+      "zarvo_host: this build has no web host: Boost.Beast was not found when it was configured "
+      "(Debian: apt-get install -y libboost-dev)\n",
+      stderr);
+  return kExitInput;
+}
+#endif
+
 int run(const Options& options) {
-  Transcript transcript(stdout, stderr, options.json, useColor(options));
+  const std::unique_ptr<Transcript> output =
+      makeTranscript(stdout, stderr, options.json, useColor(options));
+  Transcript& transcript = *output;
   // Before the application library starts its threads, which inherit the blocked signal.
   if (options.mode == Mode::kInteractive && isatty(STDIN_FILENO) == 1) blockInterrupts();
 
@@ -151,14 +168,12 @@ int run(const Options& options) {
     return kExitInput;
   }
 
-  char error[1024] = {0};
-  if (ZrvSimLoadDescription(options.apps.c_str(), error, sizeof error) == 0) {
-    transcript.problem(error[0] != '\0'
-                           ? std::string(error)
-                           : options.apps + ": cannot load the application description");
+  std::string description;
+  std::string problem;
+  if (!host_core::loadDescription(options.applications, &description, &problem)) {
+    transcript.problem(problem);
     return kExitInput;
   }
-  std::string problem;
   std::optional<host_core::Plugin> plugin = host_core::Plugin::open(options.plugin, &problem);
   if (!plugin) {
     transcript.problem(problem);
@@ -168,7 +183,7 @@ int run(const Options& options) {
   // unloading would only add the plug-in's own unload work to the exit the transcript shows.
   plugin->keepLoaded();
 
-  transcript.start(displayPath(plugin->path()), displayPath(options.apps));
+  transcript.start(displayPath(plugin->path()), displayPath(options.applications));
   Session session(*plugin, transcript, options.timeoutMs);
   session.attach();
   Location last{"<end>", 0};
@@ -194,31 +209,21 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
   using namespace zarvo_host;
-  // `zarvo_host serve ...` is its own mode with its own options.
-  if (argc >= 2 && std::strcmp(argv[1], "serve") == 0) {
-#ifdef ZARVO_HOST_WITH_SERVE
-    return serve::runServe(argc, argv, 2);
-#else
-    std::fputs(
-        "zarvo_host: this build has no web host: Boost.Beast was not found when it was "
-        "configured (Debian: apt-get install -y libboost-dev)\n",
-        stderr);
-    return kExitInput;
-#endif
+  const CommandLine line = parseCommandLine(std::vector<std::string>(argv, argv + argc));
+  switch (line.options.mode) {
+    case Mode::kHelp:
+      std::fputs(line.text.c_str(), stdout);
+      return kExitOk;
+    case Mode::kVersion:
+      std::fputs(versionText().c_str(), stdout);
+      return kExitOk;
+    case Mode::kError:
+      std::fprintf(stderr, "zarvo_host: %s\nRun with --help for more information.\n",
+                   line.text.c_str());
+      return kExitInput;
+    case Mode::kServe:
+      return serveMode(line.options.serve);
+    default:
+      return run(line.options);
   }
-  Options options;
-  std::string problem;
-  if (!parseCommandLine(argc, argv, &options, &problem)) {
-    std::fprintf(stderr, "zarvo_host: %s\nTry 'zarvo_host --help'.\n", problem.c_str());
-    return kExitInput;
-  }
-  if (options.mode == Mode::kHelp) {
-    std::fputs(helpText().c_str(), stdout);
-    return kExitOk;
-  }
-  if (options.mode == Mode::kVersion) {
-    std::fputs(versionText().c_str(), stdout);
-    return kExitOk;
-  }
-  return run(options);
 }

@@ -1,31 +1,27 @@
-// The reference host's output: a readable transcript, or JSON Lines for machines.
+// The reference host's output: what a session did, written as a readable transcript or as JSON
+// Lines for machines.
 //
 // Design note
 // -----------
+// Transcript is the interface the session and the interactive loop write to; TextTranscript
+// (text_transcript.h) and JsonTranscript (json_transcript.h) are its two writers, and
+// makeTranscript picks one. This base owns what both share: the output streams, one mutex, and
+// holding output back while a line is being edited.
+//
 // Output comes from two kinds of threads: the main thread runs the script, and the application
-// library's threads deliver events at any moment. Every public function writes whole lines under
-// one mutex and flushes before releasing it, so an event line can fall between two lines of a
+// library's threads deliver events at any moment. Every write is of whole lines under the one
+// mutex, flushed before the mutex is released, so an event line can fall between two lines of a
 // call but never inside one. No function here calls back into the plug-in or the stand-in
 // libraries, so holding the mutex can never wait on them.
 //
-// Text mode shows each call as a request line and an answer line, each event as it arrives,
-// and each failed expectation with its expected and actual side. Colour (ANSI) is used only
-// when the caller asks for it (stdout is a terminal and --no-color was not given).
-// JSON mode writes one compact object per line with a "kind" member: "start", "call", "event",
-// "expectation", "wait", "sleep", "tearDown", "note", "callLog", "raise", "lostConnection",
-// "error", "summary". Every object carries "t", the seconds since the transcript was created
-// on the steady clock with microsecond resolution, taken under the output mutex so that the
-// values never decrease from one line to the next. Responses and events appear parsed
-// ("response", "event") next to their exact texts ("responseText", "eventText").
-//
-// Problems with the input (the "file:line: problem" messages) go to standard error in both modes
-// and, in JSON mode, also to standard output as "error" objects.
+// Problems with the input (the "file:line: problem" messages) go to standard error in both
+// formats (the JSON writer also writes them to standard output as "error" objects).
 #ifndef ZARVO_HOST_TRANSCRIPT_H
 #define ZARVO_HOST_TRANSCRIPT_H
 
-#include <chrono>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -55,40 +51,45 @@ struct Totals {
 
 class Transcript {
  public:
-  // `out` receives the transcript and `err` the problems; both must outlive the object.
-  Transcript(std::FILE* out, std::FILE* err, bool json, bool color);
+  virtual ~Transcript() = default;
+  Transcript(const Transcript&) = delete;
+  Transcript& operator=(const Transcript&) = delete;
 
   // The plug-in file and application description in use.
-  void start(const std::string& plugin, const std::string& apps);
-  // A call is about to be made (text mode prints the request line now).
-  void callStarted(const Step& step);
+  virtual void start(const std::string& plugin, const std::string& apps) = 0;
+  // A call is about to be made (the text writer prints the request line now).
+  virtual void callStarted(const Step& step) = 0;
   // The call returned: the answer and the results of its expectations.
-  void callAnswered(const Step& step, const Answer& answer, const std::vector<CheckResult>& checks);
+  virtual void callAnswered(const Step& step, const Answer& answer,
+                            const std::vector<CheckResult>& checks) = 0;
   // An event arrived from the host library's event sink (any thread); `seq` counts from 1.
-  void event(long seq, const std::string& name, const std::string& text);
+  virtual void event(long seq, const std::string& name, const std::string& text) = 0;
   // A waitEvents step finished with `events` taken from the queue.
-  void waited(const Step& step, long long timeoutMs, const std::vector<std::string>& events,
-              const std::vector<CheckResult>& checks);
-  void slept(const Step& step);
+  virtual void waited(const Step& step, long long timeoutMs, const std::vector<std::string>& events,
+                      const std::vector<CheckResult>& checks) = 0;
+  virtual void slept(const Step& step) = 0;
   // TearDown was called, by a step or (`automatic`) at the end of the session.
-  void tornDown(const Location& where, bool automatic);
-  void note(const Step& step);
-  // A raise step is about to raise its events (text mode prints the request line now).
-  void raiseStarted(const Step& step);
+  virtual void tornDown(const Location& where, bool automatic) = 0;
+  virtual void note(const Step& step) = 0;
+  // A raise step is about to raise its events (the text writer prints the request line now).
+  virtual void raiseStarted(const Step& step) = 0;
   // The raise step is done; `delivered` event callbacks were made in all.
-  void raised(const Step& step, long long delivered);
+  virtual void raised(const Step& step, long long delivered) = 0;
   // A lostConnection step reported the loss; `delivered` when a did-disconnect callback ran.
-  void lostConnection(const Step& step, bool delivered);
+  virtual void lostConnection(const Step& step, bool delivered) = 0;
   // The application library's calls since the previous callLog step, and their checks.
-  void callLog(const Step& step, const std::vector<std::string>& lines,
-               const std::vector<CheckResult>& checks);
+  virtual void callLog(const Step& step, const std::vector<std::string>& lines,
+                       const std::vector<CheckResult>& checks) = 0;
+  virtual void summary(const Totals& totals) = 0;
   // A problem with the input or the setup, already phrased "file:line: problem" where it has a
-  // place.
-  void problem(const std::string& message);
-  void summary(const Totals& totals);
-  // Text for the person at the keyboard (interactive help): on the transcript's stream in text
-  // mode, on the problem stream in JSON mode so that standard output stays JSON Lines.
-  void info(const std::string& text);
+  // place: to standard error.
+  virtual void problem(const std::string& message);
+  // Text for the person at the keyboard (interactive help): on the transcript's stream, unless
+  // that stream is for machines.
+  virtual void info(const std::string& text);
+  // Whether this transcript writes JSON Lines.
+  virtual bool json() const = 0;
+
   // While held, output from any thread is collected instead of written, and `wake` is called
   // (under the output mutex; it must not block or write here) after each piece, so that a line
   // editor can print it above the line being edited. `wake` must stay callable until release.
@@ -97,36 +98,29 @@ class Transcript {
   std::string takeHeld();
   // Stops holding and writes whatever is still collected.
   void release();
-  // Whether this transcript writes JSON Lines.
-  bool json() const { return json_; }
+
+ protected:
+  // `out` receives the transcript and `err` the problems; both must outlive the object.
+  Transcript(std::FILE* out, std::FILE* err) : out_(out), err_(err) {}
+  // Takes the mutex and writes `text` (whole lines).
+  void emit(const std::string& text);
+  // Writes `text` to standard error under the mutex, after flushing the transcript.
+  void emitError(const std::string& text);
+  // Writes `text` (whole lines) and flushes; the caller holds `mutex()`.
+  void write(const std::string& text);
+  std::mutex& mutex() { return mutex_; }
 
  private:
-  // Writes `text` (whole lines) and flushes; the caller holds `mutex_`.
-  void write(const std::string& text);
-  // Seconds since construction ("12.345678"); the caller holds `mutex_`.
-  std::string stamp() const;
-  // Takes the mutex and writes `text` (text mode).
-  void emit(const std::string& text);
-  // Takes the mutex, stamps each object with "t" and writes one line per object (JSON mode).
-  void emitJson(const std::vector<pocketjson::Value>& objects);
-  // `text` wrapped in the colour `code` when colour is on.
-  std::string paint(const char* code, const std::string& text) const;
-  // The failure lines of the checks that did not hold (text mode).
-  std::string failures(const Location& where, const std::vector<CheckResult>& checks) const;
-  // Appends one "expectation" object per check to `objects` (JSON mode).
-  static void addExpectations(const Location& where, const std::vector<CheckResult>& checks,
-                              std::vector<pocketjson::Value>* objects);
-
   std::FILE* out_;
   std::FILE* err_;
-  bool json_;
-  bool color_;
-  std::chrono::steady_clock::time_point started_;
   std::mutex mutex_;
   bool holding_ = false;        // under mutex_
   std::string held_;            // under mutex_
   std::function<void()> wake_;  // under mutex_
 };
+
+// The JSON Lines writer when `json`, else the text writer (with colour when `color`).
+std::unique_ptr<Transcript> makeTranscript(std::FILE* out, std::FILE* err, bool json, bool color);
 
 }  // namespace zarvo_host
 

@@ -1,9 +1,7 @@
 #include "page_scheme.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QWebEngineUrlRequestJob>
 #include <QWebEngineUrlScheme>
 #include <utility>
@@ -17,16 +15,6 @@ namespace {
 
 const char kQWebChannelPath[] = "/zarvo/qwebchannel.js";
 const char kQWebChannelResource[] = ":/qtwebchannel/qwebchannel.js";
-
-// `path` (already decoded, starting with '/') inside `root`, or empty when it leaves it.
-QString fileInside(const QString& root, const QString& path) {
-  const QString cleaned = QDir::cleanPath(root + '/' + path);
-  const QFileInfo info(cleaned);
-  if (!info.exists() || !info.isFile()) return QString();
-  QString canonical = info.canonicalFilePath();
-  if (!canonical.startsWith(root + '/')) return QString();
-  return canonical;
-}
 
 }  // namespace
 
@@ -50,49 +38,53 @@ bool isPageOrigin(const QUrl& url) {
          url.port() == -1;
 }
 
-QByteArray mimeTypeFor(const QString& fileName) {
-  static const std::pair<const char*, const char*> kTypes[] = {
-      {"html", "text/html"},       {"htm", "text/html"},     {"js", "text/javascript"},
-      {"mjs", "text/javascript"},  {"css", "text/css"},      {"json", "application/json"},
-      {"map", "application/json"}, {"svg", "image/svg+xml"}, {"png", "image/png"},
-      {"jpg", "image/jpeg"},       {"jpeg", "image/jpeg"},   {"gif", "image/gif"},
-      {"webp", "image/webp"},      {"ico", "image/x-icon"},  {"wasm", "application/wasm"},
-      {"txt", "text/plain"},       {"woff2", "font/woff2"},  {"woff", "font/woff"},
-  };
-  const QString suffix = QFileInfo(fileName).suffix().toLower();
-  for (const auto& [extension, type] : kTypes) {
-    if (suffix == QLatin1String(extension)) return QByteArray(type);
+PageAnswer answerFor(const host_core::StaticFiles& files, const QString& decodedPath) {
+  PageAnswer out;
+  if (decodedPath == QLatin1String(kQWebChannelPath)) {
+    out.file = kQWebChannelResource;
+    out.contentType = QByteArray::fromStdString(host_core::contentTypeFor("qwebchannel.js"));
+    return out;
   }
-  return QByteArray("application/octet-stream");
+  const host_core::FileLookup found = files.lookUp(decodedPath.toStdString());
+  if (found.kind == host_core::FileLookup::Kind::kFile) {
+    out.file = QString::fromStdString(found.file);
+    out.contentType = QByteArray::fromStdString(host_core::contentTypeFor(found.file));
+  } else if (found.kind == host_core::FileLookup::Kind::kRedirect) {
+    out.location = QString::fromStdString(found.location);
+  }
+  return out;
 }
 
-QString resolvePagePath(const QString& path, const QString& pageDir, const QString& clientDir) {
-  if (path == QLatin1String(kQWebChannelPath)) return QString(kQWebChannelResource);
-  if (path.startsWith(QLatin1String("/zarvo/"))) return fileInside(clientDir, path.mid(6));
-  return fileInside(pageDir, path);
-}
-
-PageSchemeHandler::PageSchemeHandler(QString pageDir, QString clientDir, QObject* parent)
-    : QWebEngineUrlSchemeHandler(parent),
-      pageDir_(std::move(pageDir)),
-      clientDir_(std::move(clientDir)) {}
+PageSchemeHandler::PageSchemeHandler(host_core::StaticFiles files, QObject* parent)
+    : QWebEngineUrlSchemeHandler(parent), files_(std::move(files)) {}
 
 void PageSchemeHandler::requestStarted(QWebEngineUrlRequestJob* job) {
+  answer(job);
+  emit served();
+}
+
+void PageSchemeHandler::answer(QWebEngineUrlRequestJob* job) {
   const QUrl url = job->requestUrl();
   if (job->requestMethod() != "GET" || !isPageOrigin(url)) {
     job->fail(QWebEngineUrlRequestJob::RequestDenied);
     return;
   }
-  const QString file = resolvePagePath(url.path(QUrl::FullyDecoded), pageDir_, clientDir_);
-  QFile in(file);
-  if (file.isEmpty() || !in.open(QIODevice::ReadOnly)) {
+  const PageAnswer found = answerFor(files_, url.path(QUrl::FullyDecoded));
+  if (!found.location.isEmpty()) {
+    QUrl target = pageUrl(QString());
+    target.setPath(found.location);
+    job->redirect(target);
+    return;
+  }
+  QFile in(found.file);
+  if (found.file.isEmpty() || !in.open(QIODevice::ReadOnly)) {
     job->fail(QWebEngineUrlRequestJob::UrlNotFound);
     return;
   }
   auto* buffer = new QBuffer(job);
   buffer->setData(in.readAll());
   buffer->open(QIODevice::ReadOnly);
-  job->reply(mimeTypeFor(file), buffer);
+  job->reply(found.contentType, buffer);
 }
 
 }  // namespace zarvo_view

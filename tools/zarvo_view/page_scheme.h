@@ -1,13 +1,21 @@
-// The page's origin: a custom URL scheme that serves the page's folder, with the client modules
-// at /zarvo/ as under `zarvo_host serve`.
+// The page's origin: a URL scheme of the view's own that serves the page's folder, with the client
+// modules at /zarvo/ as under `zarvo_host serve`.
 //
-// URLs are zarvo-view://page/<path>. /zarvo/qwebchannel.js is Qt's web-channel script (from
-// Qt's resources), /zarvo/<file> comes from <web>/zarvo/, everything else from the page's
-// folder. A path that leads outside its folder (.., symbolic links) is refused, a missing file
-// is "not found"; files are served with the MIME type of their extension, so ES module imports
-// work. Only GET is answered.
+// Design note
+// -----------
+// URLs are zarvo-view://page/<path>. /zarvo/qwebchannel.js is Qt's web-channel script (from Qt's
+// resources); every other path is decided by host_core::StaticFiles, the one static-file policy of
+// every host: /zarvo/<file> from <web>/zarvo/, everything else from the page's folder; a ".."
+// segment, a control byte or a symbolic link leading out of the folder is refused, a directory
+// serves its index.html (without its trailing slash it is redirected), and the Content-Type comes
+// from host_core's table. Only GET is answered; a refused or missing file fails the request, which
+// the page sees as a network error.
+// The handler counts what it serves (`served`), so --screenshot can tell when the page has
+// stopped loading files.
+//
 // Threads: registerPageScheme() must run before the QApplication is created; the handler is
-// installed on one profile and runs on the GUI thread.
+// installed on one profile and runs on the GUI thread. Lifetime: the handler must outlive the
+// profile's use of it (declare it before the profile).
 #ifndef ZARVO_VIEW_PAGE_SCHEME_H
 #define ZARVO_VIEW_PAGE_SCHEME_H
 
@@ -15,6 +23,8 @@
 #include <QString>
 #include <QUrl>
 #include <QWebEngineUrlSchemeHandler>
+
+#include "host_core/static_files.h"
 
 namespace zarvo_view {
 
@@ -30,23 +40,30 @@ QUrl pageUrl(const QString& fileName);
 // True when `url` belongs to the page origin.
 bool isPageOrigin(const QUrl& url);
 
-// The MIME type for a file name, by extension ("application/octet-stream" when unknown).
-QByteArray mimeTypeFor(const QString& fileName);
-
-// The file a URL path maps to, or an empty string when it leaves its folder or does not exist.
-// `pageDir` and `clientDir` (served at /zarvo/) are canonical absolute folders.
-QString resolvePagePath(const QString& path, const QString& pageDir, const QString& clientDir);
+// What a request path is answered with: a file (`file` set; ":/…" for Qt's resource), a
+// redirect (`location` set) or a failure (neither).
+struct PageAnswer {
+  QString file;
+  QString location;
+  QByteArray contentType;
+};
+PageAnswer answerFor(const host_core::StaticFiles& files, const QString& decodedPath);
 
 class PageSchemeHandler : public QWebEngineUrlSchemeHandler {
   Q_OBJECT
 
  public:
-  PageSchemeHandler(QString pageDir, QString clientDir, QObject* parent = nullptr);
+  explicit PageSchemeHandler(host_core::StaticFiles files, QObject* parent = nullptr);
   void requestStarted(QWebEngineUrlRequestJob* job) override;
 
+ signals:
+  // Every request the handler answered or refused.
+  void served();
+
  private:
-  QString pageDir_;
-  QString clientDir_;
+  void answer(QWebEngineUrlRequestJob* job);
+
+  host_core::StaticFiles files_;
 };
 
 }  // namespace zarvo_view

@@ -6,11 +6,14 @@
 // so the web channel, and with it the plug-in, is never reachable from another origin. Pop-up
 // windows are not created.
 // Console: with `printConsole`, each console message is written to stdout as one line,
-// "console: <text>", with line breaks inside the text written as \n.
+// "console: <text>", with line breaks inside the text written as \n. An error-level message
+// (an uncaught exception, console.error) ends with " (<source>:<line>)" when Chromium names
+// where it came from, so a failing page can be found from the log alone.
 // Threads: GUI thread only. Lifetime: must be destroyed before its profile.
 #ifndef ZARVO_VIEW_VIEW_PAGE_H
 #define ZARVO_VIEW_VIEW_PAGE_H
 
+#include <QByteArray>
 #include <QWebEnginePage>
 
 namespace zarvo_view {
@@ -21,8 +24,9 @@ class ViewPage : public QWebEnginePage {
  public:
   ViewPage(QWebEngineProfile* profile, bool printConsole, QObject* parent = nullptr);
 
-  // The console line for a message text (without its newline).
-  static QByteArray consoleLine(const QString& message);
+  // The console line for a message (with its newline); `source` empty: none is named.
+  static QByteArray consoleLine(const QString& message, bool error = false,
+                                const QString& source = QString(), int line = 0);
 
  protected:
   bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool isMainFrame) override;

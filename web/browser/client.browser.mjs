@@ -1,22 +1,15 @@
 // The page client from page script against a real `zarvo_host serve`: calls, events, every
 // error a page meets with its exact text, a lost connection, disconnect and teardown.
-import { test, expect } from '@playwright/test';
+import { test, expect, serving } from './fixtures.mjs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { startServe, EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE } from './serve.mjs';
 
 const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
-let server;
-
-test.beforeAll(async () => {
-  server = await startServe(['--applications', APPS, '--page', EXAMPLE_PAGE]);
-});
-test.afterAll(async () => {
-  expect(await server.stop()).toBe(0);
-});
+test.use(serving(import.meta.url, ['--applications', APPS, '--page', EXAMPLE_PAGE]));
 
 // Each test starts from a torn-down host and a page with a bridge in window.t.
-test.beforeEach(async ({ page }) => {
+test.beforeEach(async ({ page, server }) => {
   await page.goto(server.url);
   await page.evaluate(async () => {
     const zarvo = await import('/zarvo/zarvo.js');
@@ -27,19 +20,33 @@ test.beforeEach(async ({ page }) => {
       try {
         return { value: await fn() };
       } catch (e) {
-        return { error: { cls: e.constructor.name, name: e.name, status: e.status, message: e.message, code: e.code, envelope: e.envelope } };
+        return {
+          error: {
+            cls: e.constructor.name,
+            name: e.name,
+            status: e.status,
+            message: e.message,
+            code: e.code,
+            envelope: e.envelope,
+          },
+        };
       }
     };
     window.t = { zarvo, simulator, bridge, settle };
   });
 });
 
-test('connect, request with the application\'s own statuses, custom task, disconnect', async ({ page }) => {
+test("connect, request with the application's own statuses, custom task, disconnect", async ({
+  page,
+}) => {
   const results = await page.evaluate(async () => {
     const { bridge } = window.t;
     return [
       await bridge.connect('viewer'),
-      await bridge.request('viewer', { uri: '/document/open', requestData: { path: '/home/ada/report.pdf' } }),
+      await bridge.request('viewer', {
+        uri: '/document/open',
+        requestData: { path: '/home/ada/report.pdf' },
+      }),
       await bridge.request('viewer', { uri: '/document/save', settings: { overwrite: true } }),
       await bridge.request('viewer', { uri: '/document/close' }),
       await bridge.customTask('viewer', { type: 'render', data: { pages: [1, 2, 3] } }),
@@ -55,27 +62,40 @@ test('connect, request with the application\'s own statuses, custom task, discon
     null,
   ]);
   const log = await page.evaluate(() => window.t.simulator.callLog());
-  expect(log.calls).toContain('ZrvBridgeCross(1, "", "/document/open", "null", "{\\"path\\":\\"/home/ada/report.pdf\\"}", callback, context) -> 1 called back');
+  expect(log.calls).toContain(
+    'ZrvBridgeCross(1, "", "/document/open", "null", "{\\"path\\":\\"/home/ada/report.pdf\\"}", callback, context) -> 1 called back',
+  );
 });
 
 test('exchange shows the exact texts: status, envelope and promise id', async ({ page }) => {
   const answer = await page.evaluate(() =>
-    window.t.bridge.exchange('ZarvoApplication', { options: '{"method":"get"}', parameters: '{"name":"viewer"}' }));
+    window.t.bridge.exchange('ZarvoApplication', {
+      options: '{"method":"get"}',
+      parameters: '{"name":"viewer"}',
+    }),
+  );
   expect(answer.status).toBe(405);
-  expect(answer.text).toBe('{"error":{"message":"GET method is not allowed.","name":"MethodError"},"value":null}');
+  expect(answer.text).toBe(
+    '{"error":{"message":"GET method is not allowed.","name":"MethodError"},"value":null}',
+  );
   expect(answer.promise).toBeGreaterThan(0);
 });
 
-test('events raised through the simulator arrive in order at the listener and on window', async ({ page }) => {
+test('events raised through the simulator arrive in order at the listener and on window', async ({
+  page,
+}) => {
   const got = await page.evaluate(async () => {
     const { bridge, simulator } = window.t;
     await bridge.connect('viewer');
     const listened = [];
     const onWindow = [];
     window.addEventListener('zarvoEvent', (e) => onWindow.push(e.detail));
-    const unsubscribe = await bridge.subscribe('viewer', 'progress', (event, { id }) => listened.push([id, event]));
+    const unsubscribe = await bridge.subscribe('viewer', 'progress', (event, { id }) =>
+      listened.push([id, event]),
+    );
     await bridge.subscribe('viewer', 'saved', () => {});
-    for (const percent of [10, 20, 30]) await simulator.raise('viewer', 'progress', JSON.stringify({ percent }));
+    for (const percent of [10, 20, 30])
+      await simulator.raise('viewer', 'progress', JSON.stringify({ percent }));
     await simulator.raise('viewer', 'progress', '{"percent":99}', { count: 200 });
     await simulator.raise('viewer', 'saved', '{"ok":true}');
     while (onWindow.length < 204) await new Promise((r) => setTimeout(r, 10));
@@ -85,7 +105,9 @@ test('events raised through the simulator arrive in order at the listener and on
     return { listened, onWindow };
   });
   expect(got.listened).toHaveLength(203);
-  expect(got.listened.slice(0, 3).map(([, e]) => e)).toEqual([10, 20, 30].map((percent) => ({ app: 'viewer', data: { percent }, type: 'progress' })));
+  expect(got.listened.slice(0, 3).map(([, e]) => e)).toEqual(
+    [10, 20, 30].map((percent) => ({ app: 'viewer', data: { percent }, type: 'progress' })),
+  );
   const ids = got.listened.map(([id]) => id);
   expect(ids).toEqual(ids.map((_, i) => ids[0] + i));
   expect(got.onWindow).toHaveLength(204);
@@ -118,15 +140,25 @@ test('every error a page meets, with its exact text', async ({ page }) => {
       await settle(() => bridge.customTask('viewer', { type: 'fly' })),
       await settle(() => bridge.subscribe('viewer', '', () => {})),
       await settle(() => bridge.subscribe('', 'progress', () => {})),
-      await settle(() => bridge.call('ZarvoApplication', 'get', { parameters: '{"name":"viewer"}' })),
-      await settle(() => bridge.call('ZarvoApplicationBridge', 'put', { parameters: '{"name":"viewer"}' })),
-      await settle(() => bridge.call('ZarvoApplicationCustom', 'delete', { parameters: '{"name":"viewer"}' })),
+      await settle(() =>
+        bridge.call('ZarvoApplication', 'get', { parameters: '{"name":"viewer"}' }),
+      ),
+      await settle(() =>
+        bridge.call('ZarvoApplicationBridge', 'put', { parameters: '{"name":"viewer"}' }),
+      ),
+      await settle(() =>
+        bridge.call('ZarvoApplicationCustom', 'delete', { parameters: '{"name":"viewer"}' }),
+      ),
       await settle(() => bridge.disconnect('printer')),
       await settle(() => bridge.exchange('ZarvoFoo', {})),
     ];
   });
   const bridgeError = (status, name, message) => ({
-    cls: 'BridgeError', status, name, message, code: undefined,
+    cls: 'BridgeError',
+    status,
+    name,
+    message,
+    code: undefined,
     envelope: JSON.stringify({ error: { message, name }, value: null }),
   });
   expect(errors.map((e) => e.error)).toEqual([
@@ -143,7 +175,13 @@ test('every error a page meets, with its exact text', async ({ page }) => {
     bridgeError(405, 'MethodError', 'PUT method is not allowed.'),
     bridgeError(405, 'MethodError', 'DELETE method is not allowed.'),
     bridgeError(400, 'BadRequestError', 'Application instance is not existed.'),
-    { cls: 'TransportError', name: 'TransportError', status: 404, code: 'NotFound', message: "unknown resource 'ZarvoFoo'" },
+    {
+      cls: 'TransportError',
+      name: 'TransportError',
+      status: 404,
+      code: 'NotFound',
+      message: "unknown resource 'ZarvoFoo'",
+    },
   ]);
 });
 
@@ -165,7 +203,12 @@ test('a lost connection keeps the name until the page disconnects it', async ({ 
   expect(steps.reconnect.error.message).toBe('Failed to connect application.');
   expect(steps.disconnect).toEqual({ value: null });
   expect(steps.again).toEqual({ value: null });
-  expect(steps.notConnected.error).toMatchObject({ cls: 'TransportError', status: 404, code: 'NotConnected', message: "application 'printer' is not connected" });
+  expect(steps.notConnected.error).toMatchObject({
+    cls: 'TransportError',
+    status: 404,
+    code: 'NotConnected',
+    message: "application 'printer' is not connected",
+  });
   expect(steps.log.some((line) => line.startsWith('ZrvDisconnectApplication('))).toBe(true);
 });
 
@@ -183,4 +226,75 @@ test('teardown disconnects every application', async ({ page }) => {
   });
   expect(after.log.filter((line) => line.startsWith('ZrvDisconnectApplication('))).toHaveLength(2);
   expect(after.request.error.message).toBe('Application instance is not existed.');
+});
+
+test('wide integers reach the application as the numbers the page holds; written in full they would wrap', async ({
+  page,
+}) => {
+  const logged = await page.evaluate(async () => {
+    const { bridge, simulator } = window.t;
+    await bridge.connect('viewer');
+    const values = {
+      max53: 2 ** 53,
+      below63: 9223372036854774784,
+      two63: 2 ** 63,
+      minus63: -(2 ** 63),
+      e19: 1e19,
+      e20: 1e20,
+      e21: 1e21,
+    };
+    // The requestData text each call gave the application, from the library's call log.
+    const received = async (call) => {
+      const from = (await simulator.callLog()).next;
+      await call();
+      const [line] = (await simulator.callLog({ from })).calls;
+      const quoted =
+        /^ZrvBridgeCross\(\d+, "", "\/document\/open", "null", "((?:[^"\\]|\\.)*)"/.exec(line)[1];
+      return JSON.parse(`"${quoted}"`);
+    };
+    return {
+      values,
+      guarded: await received(() =>
+        bridge.request('viewer', { uri: '/document/open', requestData: values }),
+      ),
+      plain: await received(() =>
+        bridge.call('ZarvoApplicationBridge', 'post', {
+          parameters: '{"name":"viewer"}',
+          body: JSON.stringify({ uri: '/document/open', requestData: values }),
+        }),
+      ),
+    };
+  });
+  expect(JSON.parse(logged.guarded)).toEqual(logged.values);
+  // The same values written by JSON.stringify: from 2^63 on, the plug-in reads a wrapped integer.
+  const plain = JSON.parse(logged.plain);
+  expect(plain.max53).toBe(logged.values.max53);
+  expect(plain.below63).toBe(logged.values.below63);
+  expect(plain.e21).toBe(logged.values.e21);
+  expect(logged.plain).toContain('"two63":-9223372036854775616');
+  expect(logged.plain).toContain('"e20":7766279631452241920');
+  for (const key of ['two63', 'minus63', 'e19', 'e20'])
+    expect(plain[key]).not.toBe(logged.values[key]);
+});
+
+test('NaN and a lone surrogate are refused in the page with their path; nothing is sent', async ({
+  page,
+}) => {
+  const got = await page.evaluate(async () => {
+    const { bridge, simulator, settle } = window.t;
+    await bridge.connect('viewer');
+    const from = (await simulator.callLog()).next;
+    const refused = [
+      await settle(() =>
+        bridge.request('viewer', { uri: '/document/open', requestData: { list: [1, NaN] } }),
+      ),
+      await settle(() => bridge.customTask('viewer', { type: 'render', data: { s: 'x\uD800' } })),
+    ];
+    return { refused, log: (await simulator.callLog({ from })).calls };
+  });
+  expect(got.refused.map((r) => [r.error.cls, r.error.message])).toEqual([
+    ['TypeError', 'requestData.list[1] is NaN, which JSON cannot carry'],
+    ['TypeError', 'data.s holds a lone surrogate (U+D800 at index 1), which is not Unicode text'],
+  ]);
+  expect(got.log).toEqual([]);
 });

@@ -1,16 +1,26 @@
 // The bridge console driven through its UI, by role and label, with a screenshot artifact.
-import { test, expect } from '@playwright/test';
-import { startServe, APPLICATIONS, artifactPath } from './serve.mjs';
+import { test, expect, serving } from './fixtures.mjs';
+import { APPLICATIONS, artifactPath } from './serve.mjs';
+import { afterLoad, recordFailures } from './loading.mjs';
 
-let server;
-test.beforeAll(async () => {
-  server = await startServe(['--applications', APPLICATIONS]);
-});
-test.afterAll(async () => {
-  expect(await server.stop()).toBe(0);
+test.use(serving(import.meta.url, ['--applications', APPLICATIONS]));
+
+test('the console loads without a failed request or console error (its icon is declared)', async ({
+  page,
+  server,
+}) => {
+  const failures = recordFailures(page);
+  await page.goto(server.url);
+  await expect(page.locator('#stream-state')).toHaveText('open');
+  await expect(page.getByRole('row', { name: /^viewer/ })).toBeVisible();
+  await afterLoad(page);
+  expect(failures).toEqual([]);
 });
 
-test('connect, compose calls, watch events, simulate, read the call log', async ({ page }) => {
+test('connect, compose calls, watch events, simulate, read the call log', async ({
+  page,
+  server,
+}) => {
   await page.setViewportSize({ width: 1280, height: 900 });
   await page.goto(server.url);
   await expect(page.getByRole('heading', { name: 'zarvo bridge console', level: 1 })).toBeVisible();
@@ -29,23 +39,33 @@ test('connect, compose calls, watch events, simulate, read the call log', async 
   await expect(calls.first()).toContainText('{"name":"viewer"}');
   await expect(calls.first().getByLabel('Answer text')).toHaveText('{"error":null,"value":null}');
 
-  await page.getByLabel('Kind').selectOption({ label: 'Bridge-cross request (ZarvoApplicationBridge)' });
+  await page
+    .getByLabel('Kind')
+    .selectOption({ label: 'Bridge-cross request (ZarvoApplicationBridge)' });
   await page.getByLabel('URI').fill('/document/save');
   await page.getByLabel('Request data (JSON, empty to leave out)').fill('');
   await page.getByLabel('Settings (JSON, empty to leave out)').fill('{"overwrite":true}');
   await page.getByRole('button', { name: 'Send' }).click();
   await expect(page.locator('#compose-status')).toHaveText('Answered 200');
-  await expect(calls.first()).toContainText('{"uri":"/document/save","settings":{"overwrite":true}}');
-  await expect(calls.first().getByLabel('Answer text')).toHaveText('{"error":null,"value":{"data":{"error":"disk full"},"statuscode":507}}');
+  await expect(calls.first()).toContainText(
+    '{"uri":"/document/save","settings":{"overwrite":true}}',
+  );
+  await expect(calls.first().getByLabel('Answer text')).toHaveText(
+    '{"error":null,"value":{"data":{"error":"disk full"},"statuscode":507}}',
+  );
 
   await page.getByLabel('Kind').selectOption({ label: 'Any call with exact texts' });
   await page.getByLabel('Resource').selectOption('ZarvoApplication');
   await page.getByLabel('options text').fill('{"method":"get"}');
   await page.getByRole('button', { name: 'Send' }).click();
-  await expect(calls.first().getByLabel('Answer text')).toHaveText('{"error":{"message":"GET method is not allowed.","name":"MethodError"},"value":null}');
+  await expect(calls.first().getByLabel('Answer text')).toHaveText(
+    '{"error":{"message":"GET method is not allowed.","name":"MethodError"},"value":null}',
+  );
   await expect(calls.first()).toContainText('405');
 
-  await page.getByLabel('Kind').selectOption({ label: 'Subscribe to an event (ZarvoApplicationEvent post)' });
+  await page
+    .getByLabel('Kind')
+    .selectOption({ label: 'Subscribe to an event (ZarvoApplicationEvent post)' });
   await page.getByLabel('Type', { exact: true }).fill('progress');
   await page.getByRole('button', { name: 'Send' }).click();
   await expect(calls.first()).toContainText('{"name":"viewer","type":"progress"}');
@@ -87,7 +107,9 @@ test('connect, compose calls, watch events, simulate, read the call log', async 
 
   // A JSON field that does not parse is reported and nothing is sent.
   const sent = await calls.count();
-  await page.getByLabel('Kind').selectOption({ label: 'Bridge-cross request (ZarvoApplicationBridge)' });
+  await page
+    .getByLabel('Kind')
+    .selectOption({ label: 'Bridge-cross request (ZarvoApplicationBridge)' });
   await page.getByLabel('Request data (JSON, empty to leave out)').fill('{bad');
   await page.getByRole('button', { name: 'Send' }).click();
   await expect(page.locator('#compose-status')).toContainText('Request data is not JSON: ');
@@ -104,5 +126,7 @@ test('connect, compose calls, watch events, simulate, read the call log', async 
   const lost = page.getByRole('group', { name: 'Lost connection' });
   await lost.getByLabel('Application').fill('printer');
   await lost.getByRole('button', { name: 'Report lost connection' }).click();
-  await expect(page.locator('#sim-status')).toHaveText("NotConnected: application 'printer' is not connected");
+  await expect(page.locator('#sim-status')).toHaveText(
+    "NotConnected: application 'printer' is not connected",
+  );
 });

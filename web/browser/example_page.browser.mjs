@@ -1,17 +1,26 @@
 // The example page as its user sees it: every step through its buttons, the visible results,
 // progress events and error texts, and a screenshot kept as an artifact.
-import { test, expect } from '@playwright/test';
-import { startServe, APPLICATIONS, EXAMPLE_PAGE, artifactPath } from './serve.mjs';
+import { test, expect, serving } from './fixtures.mjs';
+import { APPLICATIONS, EXAMPLE_PAGE, artifactPath } from './serve.mjs';
+import { afterLoad, recordFailures } from './loading.mjs';
 
-let server;
-test.beforeAll(async () => {
-  server = await startServe(['--applications', APPLICATIONS, '--page', EXAMPLE_PAGE]);
-});
-test.afterAll(async () => {
-  expect(await server.stop()).toBe(0);
+test.use(serving(import.meta.url, ['--applications', APPLICATIONS, '--page', EXAMPLE_PAGE]));
+
+test('the example page loads without a failed request or console error (its icon is declared)', async ({
+  page,
+  server,
+}) => {
+  const failures = recordFailures(page);
+  await page.goto(server.url);
+  await expect(page.getByRole('heading', { name: 'Report viewer' })).toBeVisible();
+  await afterLoad(page);
+  expect(failures).toEqual([]);
 });
 
-test('connect, open, save, render, follow progress, disconnect, with the errors shown', async ({ page }) => {
+test('connect, open, save, render, follow progress, disconnect, with the errors shown', async ({
+  page,
+  server,
+}) => {
   await page.goto(server.url);
   await expect(page.getByRole('heading', { name: 'Report viewer' })).toBeVisible();
   const status = page.getByRole('status');
@@ -37,7 +46,10 @@ test('connect, open, save, render, follow progress, disconnect, with the errors 
   const events = page.getByRole('list', { name: 'Progress events' }).getByRole('listitem');
   await expect(events).toHaveCount(3);
   await expect(events.nth(2)).toContainText('progress {"percent":100}');
-  await expect(page.getByRole('progressbar', { name: 'Viewer progress' })).toHaveAttribute('value', '100');
+  await expect(page.getByRole('progressbar', { name: 'Viewer progress' })).toHaveAttribute(
+    'value',
+    '100',
+  );
 
   await page.getByRole('button', { name: 'Raise progress events' }).click();
   await expect(events).toHaveCount(6);
@@ -62,14 +74,19 @@ test('connect, open, save, render, follow progress, disconnect, with the errors 
   await expect(alert).toHaveText('BadRequestError (400): Application instance is not existed.');
 });
 
-test('a lost connection: the name stays taken until the page disconnects it', async ({ page }) => {
+test('a lost connection: the name stays taken until the page disconnects it', async ({
+  page,
+  server,
+}) => {
   await page.goto(server.url);
   const status = page.getByRole('status');
   const alert = page.getByRole('alert');
   await page.getByRole('button', { name: 'Connect viewer', exact: true }).click();
   await expect(status).toHaveText('Viewer connected.');
   await page.getByRole('button', { name: "Lose the viewer's connection" }).click();
-  await expect(status).toHaveText("The viewer's connection was reported lost; disconnect it before connecting again.");
+  await expect(status).toHaveText(
+    "The viewer's connection was reported lost; disconnect it before connecting again.",
+  );
   await page.getByRole('button', { name: 'Connect viewer', exact: true }).click();
   await expect(alert).toHaveText('InternalError (500): Failed to connect application.');
   await page.getByRole('button', { name: 'Disconnect viewer' }).click();

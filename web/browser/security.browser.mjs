@@ -1,30 +1,21 @@
 // Security from the browser's side: foreign origins and hosts are refused before anything reaches
 // the plug-in, no CORS access is ever granted, and the request body limit is exact.
-import { test, expect, request as playwrightRequest } from '@playwright/test';
+import { request as playwrightRequest } from '@playwright/test';
+import { test, expect, serving } from './fixtures.mjs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { startServe, EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE } from './serve.mjs';
 
 const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
 const LIMIT = 16 * 1024 * 1024;
-let server;
-let other;
-
-test.beforeAll(async () => {
-  server = await startServe(['--applications', APPS, '--page', EXAMPLE_PAGE]);
-  other = await startServe(['--applications', APPS, '--page', EXAMPLE_PAGE]);
-});
-test.afterAll(async () => {
-  expect(await server.stop()).toBe(0);
-  expect(await other.stop()).toBe(0);
-});
+test.use(serving(import.meta.url, ['--applications', APPS, '--page', EXAMPLE_PAGE]));
 
 async function callLogLength(api, target) {
   const response = await api.get(`${target.url}simulator/log`);
   return (await response.json()).next;
 }
 
-test('a request with a foreign Origin is refused and reaches nothing', async () => {
+test('a request with a foreign Origin is refused and reaches nothing', async ({ server }) => {
   const api = await playwrightRequest.newContext();
   const before = await callLogLength(api, server);
   const response = await api.post(`${server.url}bridge/ZarvoApplication`, {
@@ -32,7 +23,9 @@ test('a request with a foreign Origin is refused and reaches nothing', async () 
     data: '{"options":"{\\"method\\":\\"post\\"}","parameters":"{\\"name\\":\\"viewer\\"}"}',
   });
   expect(response.status()).toBe(403);
-  expect(await response.text()).toBe('{"error":{"message":"Origin \'http://evil.example\' is not this server\'s origin","name":"Forbidden"}}');
+  expect(await response.text()).toBe(
+    '{"error":{"message":"Origin \'http://evil.example\' is not this server\'s origin","name":"Forbidden"}}',
+  );
   const headers = response.headers();
   expect(headers['zarvo-status']).toBeUndefined();
   expect(Object.keys(headers).filter((h) => h.startsWith('access-control-'))).toEqual([]);
@@ -40,9 +33,13 @@ test('a request with a foreign Origin is refused and reaches nothing', async () 
   await api.dispose();
 });
 
-test('a page of another origin gets no CORS access and changes nothing', async ({ page }) => {
+test('a page of another origin gets no CORS access and changes nothing', async ({
+  page,
+  server,
+  otherServer,
+}) => {
   const api = await playwrightRequest.newContext();
-  const before = await callLogLength(api, other);
+  const before = await callLogLength(api, otherServer);
   await page.goto(server.url);
   const outcome = await page.evaluate(async (target) => {
     const read = await fetch(`${target}simulator/applications`).then(
@@ -53,21 +50,35 @@ test('a page of another origin gets no CORS access and changes nothing', async (
       method: 'POST',
       mode: 'no-cors',
       body: '{"options":"{\\"method\\":\\"post\\"}","parameters":"{\\"name\\":\\"viewer\\"}"}',
-    }).then((r) => r.type, (e) => e.name);
+    }).then(
+      (r) => r.type,
+      (e) => e.name,
+    );
     const { httpTransport } = await import('/zarvo/zarvo.js');
     const viaClient = await httpTransport({ baseUrl: target })
-      .exchange('ZarvoApplication', { options: '{"method":"post"}', parameters: '{"name":"viewer"}', extra: '', body: '' })
-      .then(() => 'answered', (e) => `${e.name} ${e.code} ${e.status}`);
+      .exchange('ZarvoApplication', {
+        options: '{"method":"post"}',
+        parameters: '{"name":"viewer"}',
+        extra: '',
+        body: '',
+      })
+      .then(
+        () => 'answered',
+        (e) => `${e.name} ${e.code} ${e.status}`,
+      );
     return { read, post, viaClient };
-  }, other.url);
+  }, otherServer.url);
   expect(outcome.read).toBe('TypeError');
   expect(outcome.post).toBe('opaque');
   expect(outcome.viaClient).toBe('TransportError NetworkError 0');
-  expect(await callLogLength(api, other)).toBe(before);
+  expect(await callLogLength(api, otherServer)).toBe(before);
   await api.dispose();
 });
 
-test('a request body of exactly the limit is carried; one byte more is 413', async ({ page }) => {
+test('a request body of exactly the limit is carried; one byte more is 413', async ({
+  page,
+  server,
+}) => {
   await page.goto(server.url);
   const got = await page.evaluate(async (limit) => {
     const { createBridge } = await import('/zarvo/zarvo.js');
@@ -76,13 +87,28 @@ test('a request body of exactly the limit is carried; one byte more is 413', asy
     await bridge.connect('viewer');
     // The HTTP body is the JSON object of the four texts; measure it without the payload.
     const bodyOf = (n) => JSON.stringify({ uri: '/document/open', requestData: 'x'.repeat(n) });
-    const wire = (n) => JSON.stringify({ options: '{"method":"post"}', parameters: '{"name":"viewer"}', extra: '', body: bodyOf(n) }).length;
+    const wire = (n) =>
+      JSON.stringify({
+        options: '{"method":"post"}',
+        parameters: '{"name":"viewer"}',
+        extra: '',
+        body: bodyOf(n),
+      }).length;
     const n = limit - wire(0);
     const outcome = async (size) => {
       try {
-        return { wire: wire(size), value: await bridge.request('viewer', { uri: '/document/open', requestData: 'x'.repeat(size) }) };
+        return {
+          wire: wire(size),
+          value: await bridge.request('viewer', {
+            uri: '/document/open',
+            requestData: 'x'.repeat(size),
+          }),
+        };
       } catch (e) {
-        return { wire: wire(size), error: { name: e.name, status: e.status, code: e.code, message: e.message } };
+        return {
+          wire: wire(size),
+          error: { name: e.name, status: e.status, code: e.code, message: e.message },
+        };
       }
     };
     return { under: await outcome(n), over: await outcome(n + 1) };
@@ -90,5 +116,10 @@ test('a request body of exactly the limit is carried; one byte more is 413', asy
   expect(got.under.wire).toBe(LIMIT);
   expect(got.under.value).toEqual({ data: { opened: true, pages: 12 }, statuscode: 200 });
   expect(got.over.wire).toBe(LIMIT + 1);
-  expect(got.over.error).toEqual({ name: 'TransportError', status: 413, code: 'PayloadTooLarge', message: `request body exceeds ${LIMIT} bytes` });
+  expect(got.over.error).toEqual({
+    name: 'TransportError',
+    status: 413,
+    code: 'PayloadTooLarge',
+    message: `request body exceeds ${LIMIT} bytes`,
+  });
 });

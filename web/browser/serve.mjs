@@ -23,9 +23,13 @@ export function artifactPath(name) {
 export async function startServe(args = []) {
   const program = process.env.ZARVO_HOST;
   if (!program) throw new Error('ZARVO_HOST must name the zarvo_host program (CTest sets it)');
-  const child = spawn(program, ['serve', '--port', '0', ...args], { stdio: ['ignore', 'pipe', 'pipe'] });
+  const child = spawn(program, ['serve', '--port', '0', ...args], {
+    stdio: ['ignore', 'pipe', 'pipe'],
+  });
   let stderr = '';
-  child.stderr.on('data', (chunk) => { stderr += chunk; });
+  child.stderr.on('data', (chunk) => {
+    stderr += chunk;
+  });
   let stdout = '';
   const url = await new Promise((resolve, reject) => {
     const onData = (chunk) => {
@@ -38,7 +42,9 @@ export async function startServe(args = []) {
       else reject(new Error(`unexpected first line: ${stdout.slice(0, newline)}`));
     };
     child.stdout.on('data', onData);
-    child.once('exit', (code) => reject(new Error(`zarvo_host serve exited ${code} before serving: ${stderr}`)));
+    child.once('exit', (code) =>
+      reject(new Error(`zarvo_host serve exited ${code} before serving: ${stderr}`)),
+    );
     child.once('error', reject);
   });
   child.stdout.resume();

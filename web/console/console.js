@@ -43,15 +43,23 @@ function showCall(resource, texts, answer, failure, ms) {
   const list = element('dl', { class: 'texts' });
   for (const key of ['options', 'parameters', 'extra', 'body']) {
     const text = texts[key] ?? '';
-    const shown = text === '' ? element('span', { class: 'muted' }, '(empty)') : element('code', {}, text);
+    const shown =
+      text === '' ? element('span', { class: 'muted' }, '(empty)') : element('code', {}, text);
     list.append(element('dt', {}, key), element('dd', {}, shown));
   }
   const outcome = answer
     ? [
-        element('span', { class: `status status-${answer.status === 200 ? 'ok' : 'error'}` }, String(answer.status)),
+        element(
+          'span',
+          { class: `status status-${answer.status === 200 ? 'ok' : 'error'}` },
+          String(answer.status),
+        ),
         ` promise ${answer.promise} · ${ms.toFixed(1)} ms`,
       ]
-    : [element('span', { class: 'status status-error' }, failure.code ?? 'error'), ` ${failure.message}`];
+    : [
+        element('span', { class: 'status status-error' }, failure.code ?? 'error'),
+        ` ${failure.message}`,
+      ];
   const item = element(
     'li',
     { class: 'call' },
@@ -59,7 +67,8 @@ function showCall(resource, texts, answer, failure, ms) {
     list,
     element('p', { class: 'answer' }, 'Answer: ', ...outcome),
   );
-  if (answer) item.append(element('pre', { class: 'envelope', 'aria-label': 'Answer text' }, answer.text));
+  if (answer)
+    item.append(element('pre', { class: 'envelope', 'aria-label': 'Answer text' }, answer.text));
   $('call-list').prepend(item);
 }
 
@@ -109,15 +118,25 @@ async function loadApplications() {
   try {
     description = await simulator.applications();
   } catch (error) {
-    rows.replaceChildren(element('tr', {}, element('td', { colSpan: 4 }, `Could not load: ${error.message}`)));
+    rows.replaceChildren(
+      element('tr', {}, element('td', { colSpan: 4 }, `Could not load: ${error.message}`)),
+    );
     return;
   }
   const apps = Object.entries(description.applications ?? {});
   rows.replaceChildren();
   for (const [name, app] of apps) {
     if (!appState.has(name)) appState.set(name, 'not connected');
-    const connect = element('button', { type: 'button', 'aria-label': `Connect ${name}` }, 'Connect');
-    const disconnect = element('button', { type: 'button', 'aria-label': `Disconnect ${name}` }, 'Disconnect');
+    const connect = element(
+      'button',
+      { type: 'button', 'aria-label': `Connect ${name}` },
+      'Connect',
+    );
+    const disconnect = element(
+      'button',
+      { type: 'button', 'aria-label': `Disconnect ${name}` },
+      'Disconnect',
+    );
     connect.addEventListener('click', () => connectApp(name, 'post'));
     disconnect.addEventListener('click', () => connectApp(name, 'delete'));
     rows.append(
@@ -125,7 +144,11 @@ async function loadApplications() {
         'tr',
         {},
         element('th', { scope: 'row' }, name),
-        element('td', { 'data-state-of': name, 'data-state': appState.get(name) }, appState.get(name)),
+        element(
+          'td',
+          { 'data-state-of': name, 'data-state': appState.get(name) },
+          appState.get(name),
+        ),
         element('td', { class: 'muted' }, describe(app)),
         element('td', { class: 'actions' }, connect, ' ', disconnect),
       ),
@@ -168,7 +191,7 @@ function jsonField(id, label) {
   try {
     return JSON.parse(text);
   } catch (error) {
-    throw new Error(`${label} is not JSON: ${error.message}`);
+    throw new Error(`${label} is not JSON: ${error.message}`, { cause: error });
   }
 }
 
@@ -180,18 +203,38 @@ function optional(id) {
 function composeTexts(kind) {
   if (kind === 'raw') {
     const texts = {};
-    for (const key of ['options', 'parameters', 'extra', 'body']) texts[key] = $(`text-${key}`).value;
+    for (const key of ['options', 'parameters', 'extra', 'body'])
+      texts[key] = $(`text-${key}`).value;
     return [$('resource').value, texts];
   }
   const name = $('app-name').value;
   const target = optional('target');
   if (kind === 'bridge') {
-    const body = { uri: $('uri').value, requestData: jsonField('request-data', 'Request data'), settings: jsonField('settings', 'Settings'), target };
-    return [RESOURCE_OF[kind], { options: '{"method":"post"}', parameters: JSON.stringify({ name }), body: JSON.stringify(body) }];
+    const body = {
+      uri: $('uri').value,
+      requestData: jsonField('request-data', 'Request data'),
+      settings: jsonField('settings', 'Settings'),
+      target,
+    };
+    return [
+      RESOURCE_OF[kind],
+      {
+        options: '{"method":"post"}',
+        parameters: JSON.stringify({ name }),
+        body: JSON.stringify(body),
+      },
+    ];
   }
   if (kind === 'custom') {
     const body = { type: $('type').value, data: jsonField('task-data', 'Task data'), target };
-    return [RESOURCE_OF[kind], { options: '{"method":"post"}', parameters: JSON.stringify({ name }), body: JSON.stringify(body) }];
+    return [
+      RESOURCE_OF[kind],
+      {
+        options: '{"method":"post"}',
+        parameters: JSON.stringify({ name }),
+        body: JSON.stringify(body),
+      },
+    ];
   }
   const method = kind === 'subscribe' ? 'post' : 'delete';
   return [
@@ -279,6 +322,13 @@ bridge.onGap((gap) => {
   showEvent(item);
 });
 
+bridge.onInvalidEvent(({ id, text }) => {
+  const shown = `Event #${id} is not an event: ${text}`;
+  const item = element('li', { class: 'event gap' }, element('strong', {}, shown));
+  item.dataset.text = shown;
+  showEvent(item);
+});
+
 bridge.onState((state) => {
   $('stream-state').textContent = state;
   $('stream-state').dataset.state = state;
@@ -316,7 +366,10 @@ $('raise-form').addEventListener('submit', (event) => {
   event.preventDefault();
   const count = Number($('raise-count').value);
   simulate(
-    () => simulator.raise($('raise-app').value, $('raise-type').value, $('raise-payload').value, { count }),
+    () =>
+      simulator.raise($('raise-app').value, $('raise-type').value, $('raise-payload').value, {
+        count,
+      }),
     (answer) => `Raised ${answer.raised}`,
   );
 });
@@ -354,7 +407,9 @@ function refreshLog() {
       logNext = next;
     })
     .catch((error) => {
-      $('log-list').append(element('li', { class: 'status-error' }, `Could not read: ${error.message}`));
+      $('log-list').append(
+        element('li', { class: 'status-error' }, `Could not read: ${error.message}`),
+      );
     })
     .finally(() => {
       logReading = null;
@@ -370,7 +425,8 @@ $('log-refresh').addEventListener('click', () => refreshLog());
 
 // ---- Start -----------------------------------------------------------------------------------
 
-for (const resource of RESOURCES) $('resource').append(element('option', { value: resource }, resource));
+for (const resource of RESOURCES)
+  $('resource').append(element('option', { value: resource }, resource));
 showFieldsOf($('kind').value);
 loadApplications();
 refreshLog();

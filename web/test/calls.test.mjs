@@ -16,7 +16,10 @@ test('connect sends ZarvoApplication post with the name and resolves null', asyn
   transport.answer(200, OK_NULL);
   assert.equal(await bridge.connect('viewer'), null);
   assert.deepEqual(transport.sent, [
-    ['ZarvoApplication', { options: '{"method":"post"}', parameters: '{"name":"viewer"}', extra: '', body: '' }],
+    [
+      'ZarvoApplication',
+      { options: '{"method":"post"}', parameters: '{"name":"viewer"}', extra: '', body: '' },
+    ],
   ]);
 });
 
@@ -39,7 +42,10 @@ test('a name is sent as given, so a number names the application by its digits',
 
 test('request sends every member given and resolves data and statuscode', async () => {
   const { transport, bridge } = setup();
-  transport.answer(200, '{"error":null,"value":{"data":{"opened":true,"pages":12},"statuscode":200}}');
+  transport.answer(
+    200,
+    '{"error":null,"value":{"data":{"opened":true,"pages":12},"statuscode":200}}',
+  );
   const answer = await bridge.request('viewer', {
     uri: '/document/open',
     requestData: { path: '/home/ada/report.pdf' },
@@ -75,7 +81,11 @@ test("the application's own error status is data inside a resolved answer", asyn
 test('customTask sends type, data and target and resolves data and type', async () => {
   const { transport, bridge } = setup();
   transport.answer(200, '{"error":null,"value":{"data":{"pages":3},"type":"done"}}');
-  const answer = await bridge.customTask('viewer', { type: 'render', data: { pages: [1, 2, 3] }, target: 't' });
+  const answer = await bridge.customTask('viewer', {
+    type: 'render',
+    data: { pages: [1, 2, 3] },
+    target: 't',
+  });
   assert.deepEqual(answer, { data: { pages: 3 }, type: 'done' });
   assert.deepEqual(transport.sent[0], [
     'ZarvoApplicationCustom',
@@ -101,8 +111,24 @@ test('subscribe sends name and type as parameters and no body without a target',
   const unsubscribe = await bridge.subscribe('viewer', 'progress', () => {});
   await unsubscribe();
   assert.deepEqual(transport.sent, [
-    ['ZarvoApplicationEvent', { options: '{"method":"post"}', parameters: '{"name":"viewer","type":"progress"}', extra: '', body: '' }],
-    ['ZarvoApplicationEvent', { options: '{"method":"delete"}', parameters: '{"name":"viewer","type":"progress"}', extra: '', body: '' }],
+    [
+      'ZarvoApplicationEvent',
+      {
+        options: '{"method":"post"}',
+        parameters: '{"name":"viewer","type":"progress"}',
+        extra: '',
+        body: '',
+      },
+    ],
+    [
+      'ZarvoApplicationEvent',
+      {
+        options: '{"method":"delete"}',
+        parameters: '{"name":"viewer","type":"progress"}',
+        extra: '',
+        body: '',
+      },
+    ],
   ]);
 });
 
@@ -128,7 +154,10 @@ test('subscribe refuses a listener that is not a function before sending anythin
 test('call sends the exact texts with options made from the method', async () => {
   const { transport, bridge } = setup();
   transport.answer(200, '{"error":null,"value":1}');
-  const value = await bridge.call('ZarvoApplicationBridge', 'PoSt', { parameters: 'not json', body: 'abc' });
+  const value = await bridge.call('ZarvoApplicationBridge', 'PoSt', {
+    parameters: 'not json',
+    body: 'abc',
+  });
   assert.equal(value, 1);
   assert.deepEqual(transport.sent[0], [
     'ZarvoApplicationBridge',
@@ -145,19 +174,31 @@ test('call passes explicit options unchanged', async () => {
 
 test('call refuses a text that is not a string', async () => {
   const { transport, bridge } = setup();
-  await assert.rejects(bridge.call('ZarvoApplication', 'post', { parameters: { name: 'viewer' } }), {
-    name: 'TypeError',
-    message: "request text 'parameters' must be a string, not object",
-  });
+  await assert.rejects(
+    bridge.call('ZarvoApplication', 'post', { parameters: { name: 'viewer' } }),
+    {
+      name: 'TypeError',
+      message: "request text 'parameters' must be a string, not object",
+    },
+  );
   assert.equal(transport.sent.length, 0);
 });
 
 test('exchange returns the raw answer and fills the texts left out', async () => {
   const { transport, bridge } = setup();
-  const raw = { status: 405, text: '{"error":{"message":"GET method is not allowed.","name":"MethodError"},"value":null}', promise: 9 };
+  const raw = {
+    status: 405,
+    text: '{"error":{"message":"GET method is not allowed.","name":"MethodError"},"value":null}',
+    promise: 9,
+  };
   transport.answers.push(raw);
   assert.deepEqual(await bridge.exchange('ZarvoApplication', { options: '{"method":"get"}' }), raw);
-  assert.deepEqual(transport.sent[0][1], { options: '{"method":"get"}', parameters: '', extra: '', body: '' });
+  assert.deepEqual(transport.sent[0][1], {
+    options: '{"method":"get"}',
+    parameters: '',
+    extra: '',
+    body: '',
+  });
 });
 
 test('teardown goes to the transport', async () => {

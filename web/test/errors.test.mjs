@@ -62,7 +62,10 @@ test('members of "error" beside name and message are the details', async () => {
 test('a 200 answer with an error object is still an error', async () => {
   const { transport, bridge } = setup();
   transport.answer(200, '{"error":{"code":3,"message":"","name":""},"value":null}');
-  await assert.rejects(bridge.call('ZarvoApplication', 'post'), { status: 200, details: { code: 3 } });
+  await assert.rejects(bridge.call('ZarvoApplication', 'post'), {
+    status: 200,
+    details: { code: 3 },
+  });
 });
 
 test('a non-200 answer with a null error rejects with an empty name and message', async () => {
@@ -81,7 +84,10 @@ test('an answer that is not an envelope is a TransportError BadEnvelope', async 
     transport.answer(200, text);
     await assert.rejects(bridge.connect('viewer'), (e) => {
       assert.ok(e instanceof TransportError);
-      assert.deepEqual([e.name, e.status, e.code, e.message], ['TransportError', 200, 'BadEnvelope', `not a bridge envelope: ${text}`]);
+      assert.deepEqual(
+        [e.name, e.status, e.code, e.message],
+        ['TransportError', 200, 'BadEnvelope', `not a bridge envelope: ${text}`],
+      );
       return true;
     });
   }
@@ -95,14 +101,40 @@ test("a transport's TransportError reaches the caller unchanged", async () => {
 });
 
 test('TransportError.fromResponse reads the host error body', async () => {
-  const response = new Response('{"error":{"message":"Origin \'http://evil.example\' is not this server\'s origin","name":"Forbidden"}}', { status: 403 });
+  const response = new Response(
+    '{"error":{"message":"Origin \'http://evil.example\' is not this server\'s origin","name":"Forbidden"}}',
+    { status: 403 },
+  );
   const e = await TransportError.fromResponse(response);
-  assert.deepEqual([e.name, e.status, e.code, e.message], [
-    'TransportError', 403, 'Forbidden', "Origin 'http://evil.example' is not this server's origin",
-  ]);
+  assert.deepEqual(
+    [e.name, e.status, e.code, e.message],
+    [
+      'TransportError',
+      403,
+      'Forbidden',
+      "Origin 'http://evil.example' is not this server's origin",
+    ],
+  );
 });
 
 test('TransportError.fromResponse names an answer without a host error body', async () => {
-  const e = await TransportError.fromResponse(new Response('<html>bad gateway</html>', { status: 502 }));
-  assert.deepEqual([e.status, e.code, e.message], [502, 'HttpError', 'HTTP 502 <html>bad gateway</html>']);
+  const e = await TransportError.fromResponse(
+    new Response('<html>bad gateway</html>', { status: 502 }),
+  );
+  assert.deepEqual(
+    [e.status, e.code, e.message],
+    [502, 'HttpError', 'HTTP 502 <html>bad gateway</html>'],
+  );
+});
+
+test('a transport that throws instead of rejecting: the call rejects with its error', async () => {
+  const transport = new FakeTransport();
+  transport.exchange = () => {
+    throw new TypeError('broken transport');
+  };
+  const bridge = createBridge({ transport, window: null });
+  await assert.rejects(bridge.connect('viewer'), {
+    name: 'TypeError',
+    message: 'broken transport',
+  });
 });

@@ -16,7 +16,10 @@ test('the stream is open before the subscribe request is sent', async () => {
   const { transport, bridge } = setup();
   transport.answer(200, OK_NULL);
   await bridge.subscribe('viewer', 'progress', () => {});
-  assert.deepEqual(transport.log, ['openEvents', 'exchange ZarvoApplicationEvent {"method":"post"}']);
+  assert.deepEqual(transport.log, [
+    'openEvents',
+    'exchange ZarvoApplicationEvent {"method":"post"}',
+  ]);
 });
 
 test('an event arriving before the subscribe answer reaches the listener', async () => {
@@ -74,17 +77,26 @@ test('unsubscribe twice sends one delete', async () => {
 test('a refused unsubscribe rejects and still removes the listener', async () => {
   const { transport, bridge } = setup();
   transport.answer(200, OK_NULL);
-  transport.answer(400, '{"error":{"message":"Application instance is not existed.","name":"BadRequestError"},"value":null}');
+  transport.answer(
+    400,
+    '{"error":{"message":"Application instance is not existed.","name":"BadRequestError"},"value":null}',
+  );
   const seen = [];
   const unsubscribe = await bridge.subscribe('viewer', 'progress', (e, { id }) => seen.push(id));
-  await assert.rejects(unsubscribe(), { name: 'BadRequestError', message: 'Application instance is not existed.' });
+  await assert.rejects(unsubscribe(), {
+    name: 'BadRequestError',
+    message: 'Application instance is not existed.',
+  });
   transport.emit(progress(1), 1);
   assert.deepEqual(seen, []);
 });
 
 test('a refused subscribe removes the listener and rejects with the BridgeError', async () => {
   const { transport, bridge } = setup();
-  transport.answer(400, '{"error":{"message":"URI parameter \'type\' is empty.","name":"BadRequestError"},"value":null}');
+  transport.answer(
+    400,
+    '{"error":{"message":"URI parameter \'type\' is empty.","name":"BadRequestError"},"value":null}',
+  );
   const seen = [];
   const error = await bridge.subscribe('viewer', '', (e) => seen.push(e)).catch((e) => e);
   assert.ok(error instanceof BridgeError);
@@ -96,7 +108,10 @@ test('a refused subscribe removes the listener and rejects with the BridgeError'
 test('a stream that cannot be opened rejects subscribe without a request, and a later one retries', async () => {
   const { transport, bridge } = setup();
   transport.openError = new Error('no stream');
-  await assert.rejects(bridge.subscribe('viewer', 'progress', () => {}), { message: 'no stream' });
+  await assert.rejects(
+    bridge.subscribe('viewer', 'progress', () => {}),
+    { message: 'no stream' },
+  );
   assert.equal(transport.sent.length, 0);
   transport.openError = null;
   transport.answer(200, OK_NULL);
@@ -113,7 +128,10 @@ test('onEvent sees every event with its id until removed', async () => {
   transport.emit(progress(2, 'printer'), 2);
   remove();
   transport.emit(progress(3), 3);
-  assert.deepEqual(seen, [['viewer', 1], ['printer', 2]]);
+  assert.deepEqual(seen, [
+    ['viewer', 1],
+    ['printer', 2],
+  ]);
 });
 
 test('a throwing listener does not keep the others from the event', async () => {
@@ -124,7 +142,9 @@ test('a throwing listener does not keep the others from the event', async () => 
   try {
     await bridge.open();
     const seen = [];
-    bridge.onEvent(() => { throw new Error('listener broke'); });
+    bridge.onEvent(() => {
+      throw new Error('listener broke');
+    });
     bridge.onEvent((e, { id }) => seen.push(id));
     transport.emit(progress(1), 1);
     assert.deepEqual(seen, [1]);
@@ -134,18 +154,42 @@ test('a throwing listener does not keep the others from the event', async () => 
   }
 });
 
-test('an event text that is not JSON is reported, not delivered', async () => {
-  const { transport, bridge } = setup();
+test('an event text that is not an event reaches onInvalidEvent and window, no listener, and the stream goes on', async () => {
+  const window = new EventTarget();
+  const { transport, bridge } = setup(window);
   const reported = [];
   const saved = globalThis.reportError;
-  globalThis.reportError = (e) => reported.push([e.code, e.message]);
+  globalThis.reportError = (e) => reported.push(e);
   try {
-    await bridge.open();
+    transport.answer(200, OK_NULL);
+    const subscribed = [];
+    await bridge.subscribe('viewer', 'progress', (e, { id }) => subscribed.push(id));
     const seen = [];
-    bridge.onEvent((e) => seen.push(e));
-    transport.emit('{broken', 4);
-    assert.deepEqual(seen, []);
-    assert.deepEqual(reported, [['BadEvent', 'zarvoEvent 4 is not JSON: {broken']]);
+    const invalid = [];
+    const onWindow = [];
+    bridge.onEvent((e, { id }) => seen.push(id));
+    const remove = bridge.onInvalidEvent((detail) => invalid.push(detail));
+    window.addEventListener('zarvoInvalidEvent', (e) => onWindow.push(e.detail));
+    window.addEventListener('zarvoEvent', (e) => onWindow.push(e.detail.type));
+    const texts = [
+      '{broken',
+      '',
+      'null',
+      '5',
+      '[1]',
+      '{"app":"viewer","data":1}',
+      '{"app":7,"type":"progress"}',
+    ];
+    texts.forEach((text, i) => transport.emit(text, i + 1));
+    transport.emit(progress(1), 8);
+    remove();
+    transport.emit('nope', 9);
+    assert.deepEqual(seen, [8]);
+    assert.deepEqual(subscribed, [8]);
+    const expected = texts.map((text, i) => ({ id: i + 1, text }));
+    assert.deepEqual(invalid, expected);
+    assert.deepEqual(onWindow, [...expected, 'progress', { id: 9, text: 'nope' }]);
+    assert.deepEqual(reported, []);
   } finally {
     globalThis.reportError = saved;
   }
@@ -239,7 +283,10 @@ test('without a CustomEvent class the window gets an Event carrying detail', asy
     await bridge.open();
     transport.emit(progress(1), 1);
     transport.sink.gap({ first: 2, last: 2, lost: 1 });
-    assert.deepEqual(got, [['zarvoEvent', progress(1)], ['zarvoGap', { first: 2, last: 2, lost: 1 }]]);
+    assert.deepEqual(got, [
+      ['zarvoEvent', progress(1)],
+      ['zarvoGap', { first: 2, last: 2, lost: 1 }],
+    ]);
   } finally {
     globalThis.CustomEvent = saved;
   }

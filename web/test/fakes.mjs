@@ -102,3 +102,38 @@ export function fakeEventSourceClass() {
 
 /** Lets pending promise callbacks run. */
 export const settle = () => new Promise((resolve) => setImmediate(resolve));
+
+/**
+ * A WebSocket stand-in: every instance is kept; the test plays the server with hello(),
+ * receive() and serverClose(), and reads what the client sent with messages().
+ */
+export function fakeWebSocketClass() {
+  const instances = [];
+  class FakeWebSocket extends EventTarget {
+    constructor(url) {
+      super();
+      this.url = url;
+      this.sent = [];
+      instances.push(this);
+    }
+    send(text) {
+      this.sent.push(text);
+    }
+    close() {}
+    receive(message) {
+      const data = typeof message === 'string' ? message : JSON.stringify(message);
+      this.dispatchEvent(new MessageEvent('message', { data }));
+    }
+    hello(instance = '9f3c0a1b2c3d4e5f', limit = 16777216) {
+      this.receive({ op: 'hello', instance, limits: { message: limit }, protocol: 1 });
+    }
+    serverClose(code) {
+      this.dispatchEvent(Object.assign(new Event('close'), { code }));
+    }
+    messages() {
+      return this.sent.map((text) => JSON.parse(text));
+    }
+  }
+  FakeWebSocket.instances = instances;
+  return FakeWebSocket;
+}

@@ -2,11 +2,15 @@
 // lost connection, read the library's call log and the application description.
 //
 // A development aid for the bridge console, example pages and tests. A real web-view host has no
-// such endpoints, so a page must never depend on this module in production.
-import { TransportError } from './zarvo.js';
+// such endpoints, so a page must never depend on this module in production. Importing it does
+// nothing by itself: the same-origin controls behind raise() and the others are made on first use.
+import { fetchFromHost } from './host_fetch.js';
+import { disconnectBody, raiseBody } from './simulator_bodies.js';
 import { inWebView, webChannelSimulator } from './webchannel.js';
 
-/** Simulator controls at `baseUrl` (same origin by default; the host's own inside zarvo_view). */
+/** @typedef {import('./simulator.d.ts').Simulator} Simulator */
+
+/** @type {typeof import('./simulator.d.ts').createSimulator} */
 export function createSimulator(options = {}) {
   if (options.baseUrl === undefined && options.fetch === undefined && inWebView()) {
     return webChannelSimulator();
@@ -14,31 +18,33 @@ export function createSimulator(options = {}) {
   const base = String(options.baseUrl ?? '').replace(/\/+$/, '');
   const fetchFn = options.fetch ?? globalThis.fetch?.bind(globalThis);
 
+  /**
+   * @param {string} path
+   * @param {RequestInit} init
+   */
   async function send(path, init) {
-    let response;
-    try {
-      response = await fetchFn(base + path, { cache: 'no-store', ...init });
-    } catch (cause) {
-      throw new TransportError(0, 'NetworkError', `${path}: ${cause?.message ?? cause}`);
-    }
-    if (!response.ok) throw await TransportError.fromResponse(response);
-    return response.text();
+    const { text } = await fetchFromHost(fetchFn, base + path, { cache: 'no-store', ...init });
+    return text;
   }
 
-  function postJson(path, body) {
+  /**
+   * @param {string} path
+   * @param {string} bodyText
+   */
+  function postJson(path, bodyText) {
     return send(path, {
       method: 'POST',
       headers: { 'Content-Type': 'application/json' },
-      body: JSON.stringify(body),
+      body: bodyText,
     }).then(JSON.parse);
   }
 
   return {
     raise(app, type, payloadText = 'null', { count = 1 } = {}) {
-      return postJson('/simulator/raise', { app, type, payload: payloadText, count });
+      return postJson('/simulator/raise', raiseBody(app, type, payloadText, count));
     },
     reportLostConnection(app) {
-      return postJson('/simulator/disconnect', { app });
+      return postJson('/simulator/disconnect', disconnectBody(app));
     },
     callLog({ from = 0 } = {}) {
       return send(`/simulator/log?from=${encodeURIComponent(from)}`, {}).then(JSON.parse);
@@ -52,13 +58,26 @@ export function createSimulator(options = {}) {
   };
 }
 
-const sameOrigin = createSimulator();
+/** @type {Simulator | null} */
+let sameOrigin = null;
+const simulator = () => (sameOrigin ??= createSimulator());
 
-/** Raises `count` events of `type` with the payload text `payloadText` in `app`. */
-export const raise = (...args) => sameOrigin.raise(...args);
-/** The library reports `app`'s connection lost (the page still has to disconnect it). */
-export const reportLostConnection = (app) => sameOrigin.reportLostConnection(app);
-/** The library call log from entry `from` on: `{calls, next}`. */
-export const callLog = (options) => sameOrigin.callLog(options);
-/** The application description the server loaded, parsed. */
-export const applications = () => sameOrigin.applications();
+/** @type {typeof import('./simulator.d.ts').raise} */
+export const raise = (...args) => simulator().raise(...args);
+/** @type {typeof import('./simulator.d.ts').reportLostConnection} */
+export const reportLostConnection = (app) => simulator().reportLostConnection(app);
+/** @type {typeof import('./simulator.d.ts').callLog} */
+export const callLog = (options) => simulator().callLog(options);
+/** @type {typeof import('./simulator.d.ts').applications} */
+export const applications = () => simulator().applications();
+
+// Checked by tsc only: this module provides every value simulator.d.ts declares, with its type.
+void (
+  /** @satisfies {typeof import('./simulator.d.ts')} */ ({
+    createSimulator,
+    raise,
+    reportLostConnection,
+    callLog,
+    applications,
+  })
+);

@@ -43,6 +43,7 @@
  *    (also published as a JSON Schema, examples/applications.schema.json):
  *
  *    {
+ *      "$schema": "applications.schema.json",  optional, for editors
  *      "applications": {
  *        "viewer": {
  *          "requests": {                       answers by uri for ZrvBridgeCross
@@ -61,9 +62,14 @@
  *      }
  *    }
  *
- *    "applications" is required; every other member is optional. "answer" is any JSON value
- *    (sent as its compact text); "answerText" is sent verbatim (for answers that are not JSON);
- *    giving both is an error, giving neither sends "null". "status" is an int (default 200).
+ *    "applications" is required; every other member is optional. A top-level "$schema" (a
+ *    string) names the schema for an editor and is otherwise ignored; it is allowed nowhere else.
+ *    Application names, uris and task types must not be empty (the plug-in never sends an empty
+ *    one). "answer" is any JSON value (sent as its compact text) whose numbers fit a double;
+ *    "answerText" is sent verbatim (for answers that are not JSON); giving both is an error,
+ *    giving neither sends "null". "status" is an int (default 200). Every integer member may
+ *    also be written as a number without a fraction (200.0, 2e2 for 200), as in JSON Schema; an
+ *    integer literal beyond 64 bits is read as the real number it is (never wrapped around).
  *    A task's "type" is the text passed back with its answer (default ""). A uri with no entry
  *    gets "defaultRequest", or status 404 with the answer {"error":"Unknown uri.","uri":<uri>}
  *    when there is none. A task type with no entry makes ZrvExecuteCustomTask return 0 without
@@ -81,11 +87,21 @@
  *    elements as [i], e.g.
  *      examples/applications.json: applications.viewer.events[0].count: expected an integer
  *    The problems: "cannot be opened (<system message>)", "cannot be read (<system message>)",
- *    the JSON library's parse message, "expected an object at the top level", "required member
- *    missing", "unknown member", "expected an object", "expected an array", "expected a string",
- *    "expected a non-empty string", "expected a non-empty array", "expected an integer",
- *    "expected an integer from <low> to <high>", "give either answer or answerText, not both",
- *    "give either payload or payloads, not both", "holds a number too large for JSON text".
+ *    "expected an object at the top level", "required member missing", "unknown member",
+ *    "expected an object", "expected an array", "expected a string", "expected a non-empty
+ *    string", "expected a non-empty array", "expected a non-empty application name", "expected a
+ *    non-empty uri", "expected a non-empty task type", "expected an integer", "expected an
+ *    integer from <low> to <high>", "give either answer or answerText, not both", "give either
+ *    payload or payloads, not both", "holds a number too large for JSON text".
+ *    A text that is not JSON is reported as "<source>:<line>:<column>: <message>", e.g.
+ *      examples/applications.json:3:14: Unexpected string exists while parsing object.
+ *    at the place where the parser stopped: the first character it could not take (for a lone
+ *    low surrogate escape, the escape's backslash), or just past the last character when the
+ *    text ends too early. Lines and columns count from 1; lines end at "\n", "\r\n" or a lone
+ *    "\r"; a column counts characters (UTF-8 code points), a leading byte-order mark excluded.
+ *    The message is the JSON library's parse message, except for "lone low surrogate escape:
+ *    \uDC00 to \uDFFF must follow a high surrogate escape (\uD800 to \uDBFF)" and for "the text
+ *    ends before the top-level object is closed" (the library itself would end the object there).
  *
  * Call log: one entry per call of a zarvo_x64.h function, in the order the calls began (a call
  * made from inside a callback follows the call that made the callback), also as canonical text

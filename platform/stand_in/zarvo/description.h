@@ -8,7 +8,17 @@
 // line "<source>: <where>: <problem>", where <where> is the dotted member path from the top
 // (array elements as "[i]"), for example
 //     examples/applications.json: applications.viewer.events[0].count: expected an integer
-// Unknown members are errors, so a misspelt key never passes silently.
+// Unknown members are errors, so a misspelt key never passes silently; the one extra member
+// allowed is a top-level "$schema" string, for editors. The rules are those of the published JSON
+// Schema (examples/applications.schema.json), so both accept the same descriptions: an integer
+// may be written as any number without a fraction (200.0, 2e2), and names that the plug-in never
+// sends empty (applications, uris, task types, event types) must not be empty.
+//
+// Syntax errors are "<source>:<line>:<column>: <message>", the JSON library's message at the place
+// where its parser stopped (1-based; the column counts characters, not bytes). The text is read
+// as the JSON library reads it, with two corrections: an object cut off after '{' or ',' is an
+// error, not a shorter object, and an integer literal beyond 64 bits is a real number rather than
+// the wrapped-around integer the library makes of it.
 //
 // Answers and payloads are kept as compact JSON text, ready to hand to a callback.
 //
@@ -66,7 +76,8 @@ constexpr long long kMaxIntervalMs = 86400000;  // one day
 constexpr long long kMinCount = 1;
 
 // Validates the JSON `text` and fills `out`; on failure returns false and sets `error` to
-// "<source>: <problem>" (`out` is then unspecified).
+// "<source>: <problem>", or "<source>:<line>:<column>: <problem>" for a syntax error (`out` is
+// then unspecified).
 bool parseDescription(const std::string& text, const std::string& source, Description& out,
                       std::string& error);
 

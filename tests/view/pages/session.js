@@ -1,4 +1,5 @@
-// A whole page session in zarvo_view: calls, events, every error text, a lost connection.
+// A whole page session in zarvo_view: calls, events, every error text, a lost connection, with
+// the page client exactly as a page uses it (openBridge() picks the view's web channel).
 import { openBridge } from '/zarvo/zarvo.js';
 import { createSimulator } from '/zarvo/simulator.js';
 import { say, outcome, until, finish } from './report.js';
@@ -28,8 +29,12 @@ async function events() {
     seen.push(id);
     say('event', id, JSON.stringify(event));
   });
+  // Events are pulled after the host signals them, so each raise waits for its events before the
+  // next line is printed.
   await outcome('raise', simulator.raise('viewer', 'progress', '{"percent":25}'));
+  await until(() => seen.length === 1);
   await outcome('raise', simulator.raise('viewer', 'progress', '{"percent":50}', { count: 2 }));
+  await until(() => seen.length === 3);
   await outcome('raise', simulator.raise('viewer', 'other', '"not subscribed"'));
   await until(() => seen.length === 3);
   say('ids in order', seen.every((id, i) => i === 0 || id === seen[i - 1] + 1));

@@ -41,11 +41,6 @@ constexpr std::chrono::milliseconds kLoopDeadline{600};
 // The request budget, in request size limits (request_budget.h).
 constexpr size_t kBudgetRequests = 8;
 
-int usage(const std::string& problem) {
-  std::fprintf(stderr, "zarvo_host: %s\nTry 'zarvo_host --help'.\n", problem.c_str());
-  return kExitInput;
-}
-
 // Runs the loop until it has nothing left to do or is stopped; a handler that throws is
 // reported and the loop goes on.
 void runLoop(net::io_context& loop) {
@@ -154,14 +149,8 @@ int serveUntilSignal(const Served& served) {
 
 }  // namespace
 
-int runServe(int argc, char** argv, int first) {
-  ServeOptions options;
+int runServe(const ServeOptions& options) {
   std::string problem;
-  if (!parseServeCommandLine(argc, argv, first, &options, &problem)) return usage(problem);
-  if (options.help) {
-    std::fputs(serveHelpText().c_str(), stdout);
-    return kExitOk;
-  }
   // Blocked before any thread starts (the application library starts its own when the
   // description loads), so every thread inherits the mask and only sigwait receives the two.
   sigset_t signals;

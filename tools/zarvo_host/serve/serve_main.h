@@ -20,10 +20,12 @@
 #ifndef ZARVO_HOST_SERVE_SERVE_MAIN_H
 #define ZARVO_HOST_SERVE_SERVE_MAIN_H
 
+#include "serve/serve_options.h"
+
 namespace zarvo_host::serve {
 
-// Runs the serve mode with the words argv[first] .. argv[argc - 1] (those after "serve").
-int runServe(int argc, char** argv, int first);
+// Runs the serve mode with the parsed options until SIGINT or SIGTERM.
+int runServe(const ServeOptions& options);
 
 }  // namespace zarvo_host::serve
 

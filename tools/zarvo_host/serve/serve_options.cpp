@@ -1,178 +1,124 @@
 #include "serve/serve_options.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <limits>
-#include <utility>
+#include <CLI/CLI.hpp>
 
-#ifndef ZARVO_HOST_DEFAULT_PLUGIN
-#define ZARVO_HOST_DEFAULT_PLUGIN "libzarvo_bridging.so.2"
-#endif
-#ifndef ZARVO_HOST_DEFAULT_APPS
-#define ZARVO_HOST_DEFAULT_APPS "applications.json"
-#endif
-#ifndef ZARVO_HOST_DEFAULT_WEB
-#define ZARVO_HOST_DEFAULT_WEB "web"
-#endif
+#include <chrono>
+
+#include "host_core/duration_text.h"
+#include "host_defaults.h"
 
 namespace zarvo_host::serve {
 namespace {
 
-// A decimal number from `low` to `high`; false for anything else (signs and blanks included).
-bool parseCount(const std::string& text, unsigned long long low, unsigned long long high,
-                unsigned long long* out) {
-  if (text.empty() || text.size() > 19 ||
-      text.find_first_not_of("0123456789") != std::string::npos) {
-    return false;
-  }
-  errno = 0;
-  const unsigned long long value = std::strtoull(text.c_str(), nullptr, 10);
-  if (errno != 0 || value < low || value > high) return false;
-  *out = value;
-  return true;
+constexpr size_t kLargestSize = static_cast<size_t>(1) << 40;  // 1 TiB: beyond any real limit
+constexpr std::chrono::milliseconds kLongestTimeout{std::chrono::hours(24)};
+
+// A folder that holds the client modules (zarvo/zarvo.js).
+std::string webFolderProblem(const std::string& folder) {
+  std::string module = folder + "/zarvo/zarvo.js";
+  return CLI::ExistingFile(module).empty() ? std::string()
+                                           : "no client module zarvo/zarvo.js in '" + folder + "'";
 }
 
-// Reads the value of the option at argv[*i] ("--name VALUE" or "--name=VALUE").
-bool optionValue(int argc, char** argv, int* i, const std::string& name, std::string* out,
-                 std::string* problem) {
-  const std::string arg = argv[*i];
-  if (arg == name) {
-    if (*i + 1 >= argc) {
-      *problem = name + " needs a value";
-      return false;
-    }
-    *out = argv[++*i];
-    return true;
-  }
-  *out = arg.substr(name.size() + 1);
-  return true;
+// A whole number of bytes from 1 to kLargestSize; the message says so for any other text.
+CLI::Validator byteCount() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        const bool digits = !text.empty() && text.size() <= 13 &&
+                            text.find_first_not_of("0123456789") == std::string::npos;
+        if (digits && std::stoull(text) >= 1 && std::stoull(text) <= kLargestSize) return "";
+        return "expected a number of bytes from 1 to " + std::to_string(kLargestSize) + ", not '" +
+               text + "'";
+      },
+      "", "byte count");
 }
 
-bool isOption(const std::string& arg, const std::string& name) {
-  return arg == name || arg.compare(0, name.size() + 1, name + "=") == 0;
+// A duration option (with its unit, as in 1500ms, 30s, 2min) from 1ms to a day, into `*out`.
+void addTimeout(CLI::App& serve, const std::string& name, std::chrono::milliseconds* out,
+                const std::string& what) {
+  serve
+      .add_option_function<std::string>(
+          name,
+          [name, out](const std::string& text) {
+            std::chrono::milliseconds value{0};
+            std::string problem;
+            if (!host_core::parseDuration(text, kLongestTimeout, &value, &problem)) {
+              throw CLI::ValidationError(name, problem);
+            }
+            if (value.count() == 0) throw CLI::ValidationError(name, "must be at least 1ms");
+            *out = value;
+          },
+          what + " (default " + host_core::durationText(*out) + ")")
+      ->type_name("DURATION");
 }
 
-// `unit` names what the number counts, for the message ("bytes", "milliseconds").
-bool parseSize(const std::string& name, const std::string& unit, const std::string& text,
-               size_t* out, std::string* problem) {
-  unsigned long long value = 0;
-  if (!parseCount(text, 1, std::numeric_limits<size_t>::max() / 2, &value)) {
-    *problem = name + " takes a number of " + unit + " from 1, not '" + text + "'";
-    return false;
-  }
-  *out = static_cast<size_t>(value);
-  return true;
-}
-
-bool isTimeout(const std::string& name) {
-  return name.size() > 8 && name.compare(name.size() - 8, 8, "-timeout") == 0;
-}
-
-// The options that take a number, each written to its field.
-bool parseCountOption(const std::string& name, const std::string& text, ServeOptions* o,
-                      std::string* problem) {
-  const bool timeout = isTimeout(name);
-  const bool count = name == "--max-connections" || name == "--max-streams";
-  const std::string unit = timeout                   ? "milliseconds"
-                           : name == "--max-streams" ? "streams"
-                           : count                   ? "connections"
-                                                     : "bytes";
-  size_t value = 0;
-  if (!parseSize(name, unit, text, &value, problem)) return false;
-  const std::chrono::milliseconds ms(static_cast<long long>(value));
-  if (name == "--max-body") o->limits.requestBytes = value;
-  if (name == "--event-buffer") o->limits.eventBufferBytes = value;
-  if (name == "--max-connections") o->rules.maxConnections = value;
-  if (name == "--max-streams") o->rules.maxStreams = value;
-  if (name == "--header-timeout") o->rules.headerTimeout = ms;
-  if (name == "--body-timeout") o->rules.bodyTimeout = ms;
-  if (name == "--idle-timeout") o->rules.idleTimeout = ms;
-  return true;
-}
-
-const char* const kCountOptions[] = {"--max-body",    "--event-buffer",   "--max-connections",
-                                     "--max-streams", "--header-timeout", "--body-timeout",
-                                     "--idle-timeout"};
-
-// One option at argv[*i]; false with `problem` set when it is not understood.
-bool parseOption(int argc, char** argv, int* i, ServeOptions* o, std::string* problem) {
-  const std::string arg = argv[*i];
-  std::string text;
-  if (arg == "-h" || arg == "--help") {
-    o->help = true;
-    return true;
-  }
-  if (isOption(arg, "--port")) {
-    if (!optionValue(argc, argv, i, "--port", &text, problem)) return false;
-    unsigned long long port = 0;
-    if (!parseCount(text, 0, 65535, &port)) {
-      *problem = "--port takes a port number from 0 to 65535, not '" + text + "'";
-      return false;
-    }
-    o->port = static_cast<int>(port);
-    return true;
-  }
-  if (isOption(arg, "--applications") || isOption(arg, "--apps")) {
-    const std::string name = isOption(arg, "--apps") ? "--apps" : "--applications";
-    return optionValue(argc, argv, i, name, &o->applications, problem);
-  }
-  for (const auto& [name, field] : {std::pair<const char*, std::string*>{"--plugin", &o->plugin},
-                                    {"--page", &o->page},
-                                    {"--web", &o->web}}) {
-    if (isOption(arg, name)) return optionValue(argc, argv, i, name, field, problem);
-  }
-  for (const char* name : kCountOptions) {
-    if (isOption(arg, name)) {
-      return optionValue(argc, argv, i, name, &text, problem) &&
-             parseCountOption(name, text, o, problem);
-    }
-  }
-  *problem = "serve: unknown option '" + arg + "'";
-  return false;
+// The caps and deadlines of the connections (connections.h, http_session.h).
+void addConnectionRules(CLI::App& serve, ConnectionRules& rules) {
+  serve
+      .add_option("--max-connections", rules.maxConnections,
+                  "connections open at once, streams included (an idle one makes room)")
+      ->type_name("N")
+      ->check(CLI::Range(static_cast<size_t>(1), static_cast<size_t>(100000)))
+      ->capture_default_str();
+  serve
+      .add_option("--max-streams", rules.maxStreams,
+                  "event streams and WebSockets open at once")
+      ->type_name("N")
+      ->check(CLI::Range(static_cast<size_t>(1), static_cast<size_t>(100000)))
+      ->capture_default_str();
+  addTimeout(serve, "--header-timeout", &rules.headerTimeout,
+             "time for a request's header, from its first byte");
+  addTimeout(serve, "--body-timeout", &rules.bodyTimeout, "time for a request's whole body");
+  addTimeout(serve, "--idle-timeout", &rules.idleTimeout,
+             "time a kept-alive connection may wait for its next request");
 }
 
 }  // namespace
 
-bool parseServeCommandLine(int argc, char** argv, int first, ServeOptions* options,
-                           std::string* problem) {
-  ServeOptions o;
-  o.plugin = ZARVO_HOST_DEFAULT_PLUGIN;
-  o.applications = ZARVO_HOST_DEFAULT_APPS;
-  o.web = ZARVO_HOST_DEFAULT_WEB;
-  for (int i = first; i < argc; ++i) {
-    if (!parseOption(argc, argv, &i, &o, problem)) return false;
-  }
-  *options = o;
-  return true;
-}
-
-std::string serveHelpText() {
-  return std::string(
-      "Serving a page (the reference host as a local web host):\n"
-      "  zarvo_host serve [--port N] [--applications FILE] [--plugin FILE] [--page DIR]\n"
-      "                   [--web DIR] [--max-body BYTES] [--event-buffer BYTES]\n"
-      "                   [--max-connections N] [--max-streams N] [--header-timeout MS]\n"
-      "                   [--body-timeout MS] [--idle-timeout MS]\n"
-      "      Listens on 127.0.0.1 only and prints 'serving http://127.0.0.1:PORT/' once\n"
-      "      listening. A page calls the four resources and reads \"zarvoEvent\" events over\n"
-      "      one WebSocket (GET /socket), or with POST /bridge/RESOURCE and GET /events\n"
-      "      (server-sent events), and drives the simulated applications through\n"
-      "      /simulator/...; see docs/serve_protocol.md.\n"
-      "  --port N            port to listen on (default 8207; 0 picks a free one)\n"
-      "  --applications FILE application description (also --apps; default as above)\n"
-      "  --page DIR          serve your own page from DIR at / (default: the console)\n"
-      "  --web DIR           folder holding zarvo/ (the client module) and console/\n"
-      "                      (default " ZARVO_HOST_DEFAULT_WEB
-      ")\n"
-      "  --max-body BYTES    largest request body or WebSocket message (default 16777216)\n"
-      "  --event-buffer BYTES  events kept for replay to reconnecting streams\n"
-      "                      (default 16777216; each event counts its length + 64)\n"
-      "  --max-connections N connections open at once (default 256; an idle one makes room)\n"
-      "  --max-streams N     event streams and WebSockets open at once (default 64)\n"
-      "  --header-timeout MS time for a request's header (default 10000)\n"
-      "  --body-timeout MS   time for a request's body (default 30000)\n"
-      "  --idle-timeout MS   time a connection may wait between requests (default 15000)\n"
-      "  SIGINT or SIGTERM stops the server, calls TearDown and exits 0.\n");
+void addServeOptions(CLI::App& serve, ServeOptions& options) {
+  const host_core::DefaultPaths defaults = hostDefaults();
+  options.plugin = defaults.plugin;
+  options.applications = defaults.applications;
+  options.web = defaults.web;
+  serve.footer(
+      "Serves a page on 127.0.0.1 (the reference host as a local web host). A page calls the\n"
+      "four resources over the WebSocket GET /socket or with POST /bridge/RESOURCE, reads\n"
+      "\"zarvoEvent\" events there or from GET /events (server-sent events), and drives the\n"
+      "simulated applications through /simulator/...; see docs/serve_protocol.md. Prints\n"
+      "'serving http://127.0.0.1:PORT/' once listening; SIGINT or SIGTERM stops it (TearDown,\n"
+      "exit 0).");
+  serve.add_option("--port", options.port, "port to listen on (0 picks a free one)")
+      ->check(CLI::Range(0, 65535))
+      ->capture_default_str();
+  serve.add_option("--applications,--apps", options.applications, "application description")
+      ->type_name("FILE")
+      ->capture_default_str();
+  serve.add_option("--plugin", options.plugin, "plug-in file to load")
+      ->type_name("FILE")
+      ->capture_default_str();
+  serve
+      .add_option("--page", options.page,
+                  "serve your own page from DIR at / (default: the console)")
+      ->type_name("DIR")
+      ->check(CLI::ExistingDirectory);
+  serve.add_option("--web", options.web, "folder holding zarvo/ (the client modules) and console/")
+      ->type_name("DIR")
+      ->check(CLI::Validator(webFolderProblem, "DIR", "web folder"))
+      ->capture_default_str();
+  serve
+      .add_option("--max-body", options.limits.requestBytes,
+                  "largest request: an HTTP body or a WebSocket message")
+      ->type_name("BYTES")
+      ->check(byteCount())
+      ->capture_default_str();
+  serve
+      .add_option("--event-buffer", options.limits.eventBufferBytes,
+                  "events kept for readers that are behind or reconnect (each counts its "
+                  "length + 64)")
+      ->type_name("BYTES")
+      ->check(byteCount())
+      ->capture_default_str();
+  addConnectionRules(serve, options.rules);
 }
 
 }  // namespace zarvo_host::serve

@@ -1,11 +1,12 @@
-// The command line of `zarvo_host serve`.
+// The command line of `zarvo_host serve`: its options, declared for CLI11.
 //
 // Design note
 // -----------
-// Parsing is pure, like the rest of the host's command line: it fills a ServeOptions record or
-// returns one problem text, and the serve main decides what to print (exit status 2 for every
-// usage problem). The defaults for the plug-in, the application description and the web folder
-// are compiled in by the build, so `zarvo_host serve` works from any directory.
+// The options are declared once, on the "serve" subcommand of the host's command line, which
+// generates `zarvo_host serve --help` from them and checks every value (a port from 0 to 65535,
+// byte counts from 1, folders that exist). The defaults for the plug-in, the application
+// description and the web folder are the host's (host_defaults.h): the build tree's files, or
+// those installed beside the executable.
 //
 // The connection rules bound what any client can hold: how many connections and event streams
 // exist at once, and how long a connection may take for a request's header, for its body, and
@@ -18,6 +19,10 @@
 #include <string>
 
 #include "host_core/limits.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace zarvo_host::serve {
 
@@ -39,16 +44,11 @@ struct ServeOptions {
   std::string page;          // --page: the author's folder served at '/', or empty
   std::string web;           // --web: holds zarvo/ and console/
   host_core::Limits limits;  // --max-body (requestBytes), --event-buffer (eventBufferBytes)
-  ConnectionRules rules;
-  bool help = false;  // -h / --help
+  ConnectionRules rules;     // --max-connections, --max-streams, --*-timeout
 };
 
-// Parses the words after "serve" (argv[first] .. argv[argc - 1]). False with `problem` set on a
-// usage error.
-bool parseServeCommandLine(int argc, char** argv, int first, ServeOptions* options,
-                           std::string* problem);
-// The serve section of the help text.
-std::string serveHelpText();
+// Declares the serve options on `serve` (the subcommand), writing into `options`.
+void addServeOptions(CLI::App& serve, ServeOptions& options);
 
 }  // namespace zarvo_host::serve
 
