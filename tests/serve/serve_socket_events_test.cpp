@@ -18,6 +18,18 @@
 
 namespace {
 
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
 using serve_test::callMessage;
 using serve_test::HttpClient;
 using serve_test::resourceBody;
@@ -174,10 +186,13 @@ TEST_F(ServeSocketSlowPage, APageThatStopsReadingGetsAGapAndTheServerStaysSmall)
     ASSERT_EQ(result->status, 200);
   }
   // The server holds the bounded buffer and one batch, not the 40 MB (a generous margin for the
-  // allocator and the sanitizers' bookkeeping).
+  // allocator and AddressSanitizer's bookkeeping). Under ThreadSanitizer the shadow of every
+  // byte the server touched counts as resident too, so the figure is printed but not bounded.
   const long grown = serve_test::residentKiB(server_.pid()) - before;
-  EXPECT_LT(grown, 16 * 1024);
   std::printf("server memory grew by %ld KiB while the page read nothing\n", grown);
+  if (!kThreadSanitizer) {
+    EXPECT_LT(grown, 16 * 1024);
+  }
   const std::string text = "{\"app\":\"viewer\",\"data\":\"" + payload + "\",\"type\":\"tick\"}";
   uint64_t expected = 1;
   int gaps = 0;

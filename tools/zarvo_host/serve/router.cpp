@@ -22,8 +22,8 @@ Route refuse(Route route, HostError error) {
 }
 
 Route notAllowed(Route route, std::string_view method, const std::string& allow) {
-  route = refuse(std::move(route),
-                 host_core::methodNotAllowed(std::string(method), route.target.path, allow));
+  HostError error = host_core::methodNotAllowed(std::string(method), route.target.path, allow);
+  route = refuse(std::move(route), std::move(error));
   route.allow = allow;
   return route;
 }
@@ -85,9 +85,9 @@ Route routeRequest(const RequestHead& head) {
   }
   if (head.hasBody && !route.readsBody) {
     if (route.kind != RouteKind::kRefuse) {
-      route = refuse(std::move(route),
-                     host_core::badProtocolRequest(std::string(head.method) + " " +
-                                                   route.target.path + " takes no request body"));
+      HostError error = host_core::badProtocolRequest(std::string(head.method) + " " +
+                                                      route.target.path + " takes no request body");
+      route = refuse(std::move(route), std::move(error));
     }
     route.closeAfter = true;
   }

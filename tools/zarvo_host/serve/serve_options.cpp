@@ -60,9 +60,7 @@ void addConnectionRules(CLI::App& serve, ConnectionRules& rules) {
       ->type_name("N")
       ->check(CLI::Range(static_cast<size_t>(1), static_cast<size_t>(100000)))
       ->capture_default_str();
-  serve
-      .add_option("--max-streams", rules.maxStreams,
-                  "event streams and WebSockets open at once")
+  serve.add_option("--max-streams", rules.maxStreams, "event streams and WebSockets open at once")
       ->type_name("N")
       ->check(CLI::Range(static_cast<size_t>(1), static_cast<size_t>(100000)))
       ->capture_default_str();

@@ -7,7 +7,7 @@ namespace zarvo_host::serve {
 namespace {
 
 // Message bytes read at a time, so the request budget sees a large message as it grows.
-constexpr size_t kReadChunk = 64 * 1024;
+constexpr size_t kReadChunk = size_t{64} * 1024;
 constexpr std::chrono::seconds kHandshakeTimeout{10};
 // With no frame from the page for half of this, the socket pings it; with none for all of it,
 // the page is gone and the socket closes. A browser answers pings itself, however busy the page.
