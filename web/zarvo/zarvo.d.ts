@@ -327,8 +327,10 @@ export function wsTransport(options?: {
 
 /**
  * The bridge for where the page runs, so one page works in both runtimes unchanged: inside
- * `zarvo_view` (the desktop web view) it uses the host's web channel, anywhere else
- * {@link httpTransport} to the same origin. A `transport` given in `options` is used as is.
+ * `zarvo_view` (the desktop web view) it uses the host's web channel; in a browser
+ * {@link wsTransport} to the same origin (one socket for calls and events), and
+ * {@link httpTransport} where the runtime has no WebSocket. A `transport` given in `options` is
+ * used as is.
  * Returns at once; inside the view the first call waits until the channel is open.
  * @example
  * import { openBridge } from '/zarvo/zarvo.js';

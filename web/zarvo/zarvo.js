@@ -33,7 +33,9 @@ export function openBridge(options = {}) {
     const ready = import('./webchannel.js').then((module) => module.webChannelTransport());
     return createBridge({ ...options, transport: whenReady(ready) });
   }
-  return createBridge({ ...options, transport: httpTransport() });
+  // One socket carries calls and events; plain HTTP where the runtime has no WebSocket.
+  const transport = typeof globalThis.WebSocket === 'function' ? wsTransport() : httpTransport();
+  return createBridge({ ...options, transport });
 }
 
 export { BridgeError, TransportError, httpTransport, wsTransport, RESOURCES };
