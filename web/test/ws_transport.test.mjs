@@ -202,6 +202,7 @@ test('the first stream starts from now; events and gaps carry their ids; stop an
   await reopening;
   socket().receive({ op: 'events', first: 51, texts: ['{"a":4}'] });
   assert.deepEqual(again.got, [
+    ['instance', '9f3c0a1b2c3d4e5f'], // known from the first hello, told to the new stream at once
     ['state', 'open'],
     ['event', 51, '{"a":4}'],
   ]);
@@ -363,6 +364,34 @@ test('a bridge over the socket reports "restarted" and drops the old subscriptio
       .filter((m) => m.op === 'call').length,
     0,
   );
+  assert.deepEqual(states, ['open', 'reconnecting', 'restarted']);
+});
+
+test('a restart is reported also when the page called before it opened its stream', async () => {
+  const { transport, socket } = setup();
+  const bridge = createBridge({ transport, window: null });
+  const states = [];
+  bridge.onState((s) => states.push(s));
+  const connecting = bridge.connect('viewer');
+  socket().hello('00000000000000aa');
+  await settle();
+  socket().receive({
+    op: 'answer',
+    id: 1,
+    promise: 1,
+    status: 200,
+    text: '{"error":null,"value":null}',
+  });
+  await connecting;
+  // The hello was read before there was a stream; opening it must still tell the bridge.
+  const opening = bridge.open();
+  socket().receive({ op: 'streaming', after: 0 });
+  await opening;
+  socket().serverClose(1001);
+  await wait();
+  socket(1).hello('00000000000000bb');
+  socket(1).receive({ op: 'streaming', after: 0 });
+  await settle();
   assert.deepEqual(states, ['open', 'reconnecting', 'restarted']);
 });
 

@@ -317,6 +317,9 @@ export function wsTransport(options = {}) {
       sink = newSink;
       streamed = false;
       opening = { resolve, reject };
+      // Calls made before the stream may have read the hello already: the sink learns the
+      // instance now, so that a later restart is told apart from it.
+      if (instance !== null) newSink.instance?.(instance);
       if (ready) askForEvents(false);
       else connect();
     });
