@@ -3,7 +3,10 @@
 import { openBridge, BridgeError, TransportError } from '/zarvo/zarvo.js';
 
 const bridge = openBridge(); // the WebSocket in a browser, the web channel in zarvo_view
-const log = (line) => document.querySelector('#log').append(`${line}\n`);
+const log = (line) => {
+  document.querySelector('#log').append(`${line}\n`);
+  console.log(line);
+};
 
 bridge.onState((state) => log(`stream ${state}`)); // open, reconnecting, restarted, closed
 bridge.onGap(({ lost }) => log(`${lost} events lost`)); // never silently

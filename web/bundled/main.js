@@ -29,9 +29,15 @@ async function run() {
     `Done: ${data.pages} pages, ${received.length} progress events, disconnected.`;
 }
 
-run().catch((error) => {
-  const what = error instanceof BridgeError ? `${error.name} (${error.status})` : error.name;
-  $('error').textContent = `${what}: ${error.message}`;
-  $('error').hidden = false;
-  $('status').textContent = 'Failed.';
-});
+run()
+  .catch((error) => {
+    const what = error instanceof BridgeError ? `${error.name} (${error.status})` : error.name;
+    $('error').textContent = `${what}: ${error.message}`;
+    $('error').hidden = false;
+    $('status').textContent = 'Failed.';
+  })
+  .finally(() => {
+    // The outcome for a host without a visible window (zarvo_view --console --screenshot).
+    console.log($('status').textContent);
+    document.documentElement.dataset.zarvoReady = 'true';
+  });
