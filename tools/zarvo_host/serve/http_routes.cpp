@@ -5,6 +5,7 @@
 #include "serve/event_stream.h"
 #include "serve/http_answers.h"
 #include "serve/http_session.h"
+#include "serve/plugin_jobs.h"
 #include "serve/request_target.h"
 #include "serve/socket_session.h"
 #include "serve/static_response.h"
@@ -62,30 +63,19 @@ void HttpSession::callPlugin() {
     return;
   }
   parser_->get().body() = std::string();  // the texts hold the request now
-  host_core::PluginHost& plugin = context_.plugin;
-  const bool queued = runThenPost(
-      context_.hostThread, context_.loop.get_executor(),
-      [&plugin, resource = route_.resource, texts = std::move(texts)] {
-        return plugin.call(resource, texts);
-      },
-      [self = shared_from_this()](const host_core::CallOutcome& outcome) {
-        self->send(pluginAnswer(outcome, self->context_.events.instance(),
-                                self->parser_->get().version()));
-      });
+  const bool queued =
+      runPluginCall(context_, route_.resource, std::move(texts),
+                    [self = shared_from_this()](const host_core::CallOutcome& outcome) {
+                      self->send(pluginAnswer(outcome, self->context_.events.instance(),
+                                              self->parser_->get().version()));
+                    });
   if (!queued) refuse(host_core::shuttingDown(), true);
 }
 
 void HttpSession::tearDown() {
-  host_core::PluginHost& plugin = context_.plugin;
-  const bool queued = runThenPost(
-      context_.hostThread, context_.loop.get_executor(),
-      [&plugin] {
-        plugin.tearDown();
-        return true;
-      },
-      [self = shared_from_this()](bool) {
-        self->send(noContentAnswer(self->parser_->get().version()));
-      });
+  const bool queued = runTearDown(context_, [self = shared_from_this()](bool) {
+    self->send(noContentAnswer(self->parser_->get().version()));
+  });
   if (!queued) refuse(host_core::shuttingDown(), true);
 }
 

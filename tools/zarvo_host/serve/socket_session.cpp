@@ -3,6 +3,8 @@
 #include <chrono>
 #include <utility>
 
+#include "serve/plugin_jobs.h"
+
 namespace zarvo_host::serve {
 namespace {
 
@@ -142,29 +144,20 @@ void SocketSession::handle(const std::string& text, size_t bytes) {
 }
 
 void SocketSession::call(ClientMessage message, uint64_t place) {
-  host_core::PluginHost& plugin = context_.plugin;
   const std::string id = message.id;
-  const bool queued = runThenPost(
-      context_.hostThread, context_.loop.get_executor(),
-      [&plugin, resource = message.resource, texts = std::move(message.texts)] {
-        return plugin.call(resource, texts);
-      },
-      [self = shared_from_this(), id, place](const host_core::CallOutcome& outcome) {
-        self->fillReply(place, outcome.ok() ? answerMessage(id, outcome.answer)
-                                            : errorMessage(id, *outcome.fault));
-      });
+  const bool queued =
+      runPluginCall(context_, message.resource, std::move(message.texts),
+                    [self = shared_from_this(), id, place](const host_core::CallOutcome& outcome) {
+                      self->fillReply(place, outcome.ok() ? answerMessage(id, outcome.answer)
+                                                          : errorMessage(id, *outcome.fault));
+                    });
   if (!queued) fillReply(place, errorMessage(id, host_core::shuttingDown()));
 }
 
 void SocketSession::tearDown(const std::string& id, uint64_t place) {
-  host_core::PluginHost& plugin = context_.plugin;
-  const bool queued = runThenPost(
-      context_.hostThread, context_.loop.get_executor(),
-      [&plugin] {
-        plugin.tearDown();
-        return true;
-      },
-      [self = shared_from_this(), id, place](bool) { self->fillReply(place, doneMessage(id)); });
+  const bool queued = runTearDown(context_, [self = shared_from_this(), id, place](bool) {
+    self->fillReply(place, doneMessage(id));
+  });
   if (!queued) fillReply(place, errorMessage(id, host_core::shuttingDown()));
 }
 
