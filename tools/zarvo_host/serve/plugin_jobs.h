@@ -8,7 +8,6 @@
 #ifndef ZARVO_HOST_SERVE_PLUGIN_JOBS_H
 #define ZARVO_HOST_SERVE_PLUGIN_JOBS_H
 
-#include <string>
 #include <utility>
 
 #include "host_core/plugin_host.h"
