@@ -6,38 +6,23 @@
 //
 //   node bench/page/attack_memory.mjs [--host PATH]
 // Build first: cmake --preset bench && cmake --build build/bench -j2 --target zarvo_host
-import { spawn } from 'node:child_process';
-import { readFileSync, mkdtempSync, writeFileSync } from 'node:fs';
+import { mkdtempSync, writeFileSync } from 'node:fs';
 import net from 'node:net';
 import os from 'node:os';
 import path from 'node:path';
-import { fileURLToPath } from 'node:url';
 import { parseArgs } from 'node:util';
+import { defaultHost, memoryKiB, startServe as startHost } from './bench_support.mjs';
 
-const here = path.dirname(fileURLToPath(import.meta.url));
-const repo = path.resolve(here, '../..');
-const { values: opts } = parseArgs({
-  options: {
-    host: { type: 'string', default: process.env.ZARVO_HOST ?? path.join(repo, 'build/bench/tools/zarvo_host/zarvo_host') },
-  },
-});
+const { values: opts } = parseArgs({ options: { host: { type: 'string', default: defaultHost } } });
 const MiB = 1024 * 1024;
 
-function startServe(args = []) {
-  const child = spawn(opts.host, ['serve', '--port', '0', '--applications', path.join(here, 'bench_applications.json'), ...args],
-    { stdio: ['ignore', 'pipe', 'inherit'] });
-  return new Promise((resolve, reject) => {
-    let out = '';
-    child.stdout.on('data', (chunk) => {
-      out += chunk;
-      const match = /^serving http:\/\/127\.0\.0\.1:(\d+)\/\n/.exec(out);
-      if (match) resolve({ child, port: Number(match[1]) });
-    });
-    child.once('exit', (code) => reject(new Error(`zarvo_host exited ${code}`)));
-  });
+/** Starts the web host; resolves with the child and its port. */
+async function startServe(args = []) {
+  const server = await startHost(opts.host, args);
+  return { child: server.child, port: Number(new URL(server.url).port) };
 }
 
-const rssKiB = (pid) => Number(/VmRSS:\s+(\d+)/.exec(readFileSync(`/proc/${pid}/status`, 'utf8'))[1]);
+const rssKiB = (pid) => memoryKiB(pid).rss;
 const sleep = (ms) => new Promise((resolve) => { setTimeout(resolve, ms); });
 
 /** Runs `attack()` while sampling the server's RSS; returns its outcome and the memory. */

@@ -9,18 +9,14 @@
 //                                    [--tab-events N] [--tabs N]
 // Build first: cmake --preset bench && cmake --build build/bench -j2 --target zarvo_host page_ws_echo
 // Needs Playwright in web/node_modules (npm ci --prefix web) and /usr/bin/chromium.
-import { spawn } from 'node:child_process';
-import { readFileSync } from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
-import { fileURLToPath, pathToFileURL } from 'node:url';
 import { parseArgs } from 'node:util';
+import { defaultHost, here, launchChromium, memoryKiB, repo, start, startServe } from './bench_support.mjs';
 
-const here = path.dirname(fileURLToPath(import.meta.url));
-const repo = path.resolve(here, '../..');
 const { values: opts } = parseArgs({
   options: {
-    host: { type: 'string', default: process.env.ZARVO_HOST ?? path.join(repo, 'build/bench/tools/zarvo_host/zarvo_host') },
+    host: { type: 'string', default: defaultHost },
     echo: { type: 'string', default: path.join(repo, 'build/bench/bench/page/page_ws_echo') },
     calls: { type: 'string', default: '3000' },
     events: { type: 'string', default: '200000' },
@@ -28,37 +24,10 @@ const { values: opts } = parseArgs({
     tabs: { type: 'string', default: '20' },
   },
 });
-const { chromium } = await import(pathToFileURL(path.join(repo, 'web/node_modules/@playwright/test/index.mjs')));
-
-/** Starts `program` and resolves with the child and the first stdout line matching `pattern`. */
-function start(program, args, pattern) {
-  const child = spawn(program, args, { stdio: ['ignore', 'pipe', 'inherit'] });
-  return new Promise((resolve, reject) => {
-    let out = '';
-    child.stdout.on('data', (chunk) => {
-      out += chunk;
-      const match = pattern.exec(out);
-      if (match) resolve({ child, url: match[1] });
-    });
-    child.once('exit', (code) => reject(new Error(`${program} exited ${code}`)));
-  });
-}
-
-function memoryKiB(pid) {
-  const status = readFileSync(`/proc/${pid}/status`, 'utf8');
-  const field = (name) => Number(new RegExp(`${name}:\\s+(\\d+)`).exec(status)[1]);
-  return { rss: field('VmRSS'), peak: field('VmHWM') };
-}
 
 const echo = await start(opts.echo, [], /^echo (\S+)\n/);
-const server = await start(opts.host, ['serve', '--port', '0', '--page', here,
-  '--applications', path.join(here, 'bench_applications.json')], /^serving (\S+)\n/);
-const browser = await chromium.launch({
-  executablePath: '/usr/bin/chromium',
-  args: [...(process.getuid?.() === 0 ? ['--no-sandbox'] : []), '--disable-gpu', '--disable-quic',
-    '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync',
-    '--disable-renderer-backgrounding', '--disable-background-timer-throttling', '--disable-backgrounding-occluded-windows'],
-});
+const server = await startServe(opts.host, ['--page', here]);
+const browser = await launchChromium();
 const ms = (v) => `${v.toFixed(3)} ms`;
 try {
   const context = await browser.newContext();

@@ -4,6 +4,7 @@ import { test, expect, serving } from './fixtures.mjs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { EXAMPLE_PAGE } from './serve.mjs';
+import { recordFailures } from './loading.mjs';
 
 const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
 test.use(serving(import.meta.url, ['--applications', APPS, '--page', EXAMPLE_PAGE]));
@@ -297,4 +298,24 @@ test('NaN and a lone surrogate are refused in the page with their path; nothing 
     ['TypeError', 'data.s holds a lone surrogate (U+D800 at index 1), which is not Unicode text'],
   ]);
   expect(got.log).toEqual([]);
+});
+
+test("openBridge's expected errors leave devtools clean: no failed request, no console error", async ({
+  page,
+}) => {
+  const failures = recordFailures(page);
+  const got = await page.evaluate(async () => {
+    const { zarvo, settle } = window.t;
+    const bridge = zarvo.openBridge();
+    const results = [
+      await settle(() => bridge.connect('')),
+      await settle(() => bridge.request('scanner', { uri: '/scan' })),
+      await settle(() => bridge.exchange('ZarvoFoo', {})),
+      await settle(() => bridge.connect('viewer')),
+    ];
+    await bridge.teardown();
+    return results.map((r) => r.error?.name ?? r.value);
+  });
+  expect(got).toEqual(['BadRequestError', 'BadRequestError', 'TransportError', null]);
+  expect(failures).toEqual([]);
 });
