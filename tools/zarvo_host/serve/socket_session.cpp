@@ -18,7 +18,7 @@ constexpr std::chrono::seconds kIdleTimeout{60};
 }  // namespace
 
 SocketSession::SocketSession(beast::tcp_stream stream, ServeContext& context)
-    : ws_(std::move(stream)), context_(context) {
+    : ws_(std::move(stream)), context_(context), gather_(ws_.get_executor()) {
   context_.connections.enter(this);
   context_.connections.enterStream(this);
 }
@@ -56,6 +56,7 @@ void SocketSession::close() {
   if (closed_) return;
   closed_ = true;
   closing_ = true;
+  gather_.cancel();
   context_.connections.leaveStream(this);
   beast::get_lowest_layer(ws_).close();
 }
@@ -197,9 +198,29 @@ void SocketSession::pump() {
   }
 }
 
+// True when the events after position_ are few and the previous batch began less than
+// kGatherTime ago: a timer then pumps again when that time is up.
+bool SocketSession::gatherMore() {
+  if (gathering_) return true;
+  const uint64_t waiting = context_.events.newest() - position_;
+  const auto due = lastBatch_ + kGatherTime;
+  if (waiting == 0 || waiting >= kGatherEvents || std::chrono::steady_clock::now() >= due) {
+    return false;
+  }
+  gathering_ = true;
+  gather_.expires_at(due);
+  gather_.async_wait([self = shared_from_this()](error_code) {
+    self->gathering_ = false;
+    self->pump();
+  });
+  return true;
+}
+
 bool SocketSession::writeEvents() {
+  if (gatherMore()) return false;
   SocketBatch batch;
   if (!context_.batches.next(position_, &batch)) return false;
+  lastBatch_ = std::chrono::steady_clock::now();
   position_ = batch.last;
   if (batch.gap) {
     pendingBatch_ = std::move(batch.text);

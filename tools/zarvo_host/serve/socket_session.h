@@ -15,7 +15,10 @@
 //
 // Events: after {"op":"events"} the socket has a position in the event log. One batch is in
 // flight at most: the next is taken when the previous has been written (socket_batches.h, which
-// makes each batch once for all sockets at that place). A page that reads slowly falls behind
+// makes each batch once for all sockets at that place). While events pour in, a batch that would
+// be small waits until kGatherTime after the previous one began, so that a burst travels in few
+// large messages: a browser spends far more on each WebSocket message than on each event in it.
+// An event that follows a quiet moment is written at once. A page that reads slowly falls behind
 // in the bounded log and gets a "gap" message when it catches up; the socket holds no events of
 // its own beyond the batch being written.
 //
@@ -28,6 +31,7 @@
 #ifndef ZARVO_HOST_SERVE_SOCKET_SESSION_H
 #define ZARVO_HOST_SERVE_SOCKET_SESSION_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -42,6 +46,9 @@
 namespace zarvo_host::serve {
 
 constexpr size_t kMaxCallsInFlight = 256;
+// Events gathered into one message while they pour in (see the design note).
+constexpr std::chrono::microseconds kGatherTime{1000};
+constexpr uint64_t kGatherEvents = 256;
 
 class SocketSession : public Connection, public std::enable_shared_from_this<SocketSession> {
  public:
@@ -75,6 +82,7 @@ class SocketSession : public Connection, public std::enable_shared_from_this<Soc
   void fillReply(uint64_t place, std::string text);
   void pump();
   bool writeEvents();
+  bool gatherMore();
   void write(std::string text, bool reply);
   void writeShared(std::shared_ptr<const std::string> text, bool reply = false);
   void onWritten(error_code ec, bool reply);
@@ -93,6 +101,9 @@ class SocketSession : public Connection, public std::enable_shared_from_this<Soc
   std::string notice_;     // a "streaming" message to send before the next batch
   std::shared_ptr<const std::string> pendingBatch_;  // events that follow a gap being written
   std::shared_ptr<const std::string> out_;           // the message being written
+  net::steady_timer gather_;                         // a small batch waiting for more events
+  std::chrono::steady_clock::time_point lastBatch_;  // when the previous batch began
+  bool gathering_ = false;
   bool accepted_ = false;
   bool reading_ = false;
   bool writing_ = false;
