@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "common/sanitizer_build.h"
 #include "simulator_test_support.h"
 
 namespace {
@@ -16,17 +17,7 @@ namespace {
 // ThreadSanitizer keeps a large per-thread state in static TLS, which glibc places on the thread's
 // stack, so it enlarges a small requested stack by that much; the room left to the code stays
 // about what was asked for.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kThreadSanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-constexpr bool kThreadSanitizer = true;
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
+using zarvo_tests::kThreadSanitizer;
 
 // What one callback saw of the thread it ran on.
 struct StackSeen {

@@ -129,14 +129,7 @@ TEST(ServeIdleAndSlow, IdleSocketsAndSlowClientsHoldNobodyUp) {
 TEST(ServeIdleAndSlow, ClientsThatNeitherReadNorCloseDoNotDelayShutdown) {
   ServeProcess server;
   HttpClient client(server.port());
-  ASSERT_EQ(client.post("/bridge/ZarvoApplication", resourceBody("post", "{\"name\":\"viewer\"}"))
-                ->status,
-            200);
-  ASSERT_EQ(client
-                .post("/bridge/ZarvoApplicationEvent",
-                      resourceBody("post", "{\"name\":\"viewer\",\"type\":\"tick\"}"))
-                ->status,
-            200);
+  ASSERT_TRUE(serve_test::subscribeViewerToTicks(client));
   // Event streams and WebSockets that never read, with events piling up for them.
   std::vector<std::unique_ptr<SseClient>> streams;
   std::vector<std::unique_ptr<SocketClient>> sockets;

@@ -29,10 +29,7 @@ class ServeEvents : public ::testing::Test {
   explicit ServeEvents(const std::vector<std::string>& args = {})
       : server_(args), client_(server_.port()) {}
 
-  void SetUp() override {
-    ASSERT_EQ(bridge("ZarvoApplication", "{\"name\":\"viewer\"}"), 200);
-    ASSERT_EQ(bridge("ZarvoApplicationEvent", "{\"name\":\"viewer\",\"type\":\"tick\"}"), 200);
-  }
+  void SetUp() override { ASSERT_TRUE(serve_test::subscribeViewerToTicks(client_)); }
   int bridge(const std::string& resource, const std::string& parameters) {
     auto result = client_.post(("/bridge/" + resource).c_str(), resourceBody("post", parameters),
                                "application/json");
@@ -40,14 +37,7 @@ class ServeEvents : public ::testing::Test {
   }
   // Raises tick events with payloads {"n":first} .. {"n":first+count-1}, one request each.
   void raiseTicks(int first, int count) {
-    for (int n = first; n < first + count; ++n) {
-      auto result = client_.post("/simulator/raise",
-                                 "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"{\\\"n\\\":" +
-                                     std::to_string(n) + "}\"}",
-                                 "application/json");
-      ASSERT_TRUE(result);
-      ASSERT_EQ(result->status, 200);
-    }
+    ASSERT_TRUE(serve_test::raiseTicks(client_, first, count));
   }
   // The stream's header, "retry: 1000", and the hello naming the instance; returns the instance.
   static std::string expectOpening(SseClient& stream) {

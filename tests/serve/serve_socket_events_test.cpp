@@ -12,23 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "common/sanitizer_build.h"
 #include "host_core/json_text.h"
 #include "serve_test_support.h"
 #include "socket_client.h"
 
 namespace {
 
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kThreadSanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-constexpr bool kThreadSanitizer = true;
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
+using zarvo_tests::kThreadSanitizer;
 
 using serve_test::callMessage;
 using serve_test::HttpClient;
@@ -47,22 +38,13 @@ class ServeSocketEvents : public ::testing::Test {
   explicit ServeSocketEvents(const std::vector<std::string>& args = {},
                              const std::map<std::string, std::string>& env = {})
       : server_(args, env), client_(server_.port()) {}
-  void SetUp() override {
-    ASSERT_EQ(bridge("ZarvoApplication", "{\"name\":\"viewer\"}"), 200);
-    ASSERT_EQ(bridge("ZarvoApplicationEvent", "{\"name\":\"viewer\",\"type\":\"tick\"}"), 200);
-  }
+  void SetUp() override { ASSERT_TRUE(serve_test::subscribeViewerToTicks(client_)); }
   int bridge(const std::string& resource, const std::string& parameters) {
     auto result = client_.post("/bridge/" + resource, resourceBody("post", parameters));
     return result ? result->status : -1;
   }
   void raiseTicks(int first, int count) {
-    for (int n = first; n < first + count; ++n) {
-      auto result = client_.post("/simulator/raise",
-                                 "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"{\\\"n\\\":" +
-                                     std::to_string(n) + "}\"}");
-      ASSERT_TRUE(result);
-      ASSERT_EQ(result->status, 200);
-    }
+    ASSERT_TRUE(serve_test::raiseTicks(client_, first, count));
   }
   // A socket past its hello, streaming after `after` ("" for from now); checks the confirmation.
   std::unique_ptr<SocketClient> streamingSocket(const std::string& after, uint64_t expected) {
@@ -279,19 +261,8 @@ TEST(ServeInstance, ARestartedHostHasAnotherInstanceAndItsEventsStartAtOne) {
   }
   ServeProcess server;
   HttpClient client(server.port());
-  ASSERT_EQ(client.post("/bridge/ZarvoApplication", resourceBody("post", "{\"name\":\"viewer\"}"))
-                ->status,
-            200);
-  ASSERT_EQ(client
-                .post("/bridge/ZarvoApplicationEvent",
-                      resourceBody("post", "{\"name\":\"viewer\",\"type\":\"tick\"}"))
-                ->status,
-            200);
-  ASSERT_EQ(client
-                .post("/simulator/raise",
-                      "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"{\\\"n\\\":1}\"}")
-                ->status,
-            200);
+  ASSERT_TRUE(serve_test::subscribeViewerToTicks(client));
+  ASSERT_TRUE(serve_test::raiseTicks(client, 1, 1));
   // The page's transport sees another instance and asks for everything of the new one.
   SocketClient socket(server.port());
   const std::string second = socket.readHello();

@@ -92,6 +92,24 @@ std::string resourceBody(const std::string& method, const std::string& parameter
   return out + "}";
 }
 
+bool subscribeViewerToTicks(HttpClient& client) {
+  auto connected =
+      client.post("/bridge/ZarvoApplication", resourceBody("post", "{\"name\":\"viewer\"}"));
+  auto subscribed = client.post("/bridge/ZarvoApplicationEvent",
+                                resourceBody("post", "{\"name\":\"viewer\",\"type\":\"tick\"}"));
+  return connected && connected->status == 200 && subscribed && subscribed->status == 200;
+}
+
+bool raiseTicks(HttpClient& client, int first, int count) {
+  for (int n = first; n < first + count; ++n) {
+    auto result = client.post("/simulator/raise",
+                              "{\"app\":\"viewer\",\"type\":\"tick\",\"payload\":\"{\\\"n\\\":" +
+                                  std::to_string(n) + "}\"}");
+    if (!result || result->status != 200) return false;
+  }
+  return true;
+}
+
 std::string hostPath() {
   const char* other = std::getenv("ZARVO_SERVE_TEST_HOST_OVERRIDE");
   return other != nullptr && *other != '\0' ? other : ZARVO_SERVE_TEST_HOST;

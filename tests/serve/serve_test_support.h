@@ -123,6 +123,13 @@ class HttpClient {
   int timeoutSeconds_ = 20;
 };
 
+// Connects the application "viewer" and subscribes it to "tick" events over HTTP: true when
+// both answered 200.
+bool subscribeViewerToTicks(HttpClient& client);
+// Raises "tick" events of "viewer" with payloads {"n":first} .. {"n":first+count-1}, one
+// request each: true when every raise answered 200.
+bool raiseTicks(HttpClient& client, int first, int count);
+
 int connectTo(int port);
 bool sendAll(int fd, const std::string& text);
 // Sends `request` on a new connection and reads one response.

@@ -1,12 +1,10 @@
 // The page client from page script against a real `zarvo_host serve`: calls, events, every
 // error a page meets with its exact text, a lost connection, disconnect and teardown.
 import { test, expect, serving } from './fixtures.mjs';
-import path from 'node:path';
-import { fileURLToPath } from 'node:url';
-import { EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE, TEST_APPLICATIONS } from './serve.mjs';
 import { recordFailures } from './loading.mjs';
 
-const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
+const APPS = TEST_APPLICATIONS;
 test.use(serving(import.meta.url, ['--applications', APPS, '--page', EXAMPLE_PAGE]));
 
 // Each test starts from a torn-down host and a page with a bridge in window.t.

@@ -4,12 +4,10 @@
 // hold one of its stream places, and the host's own page must still work afterwards.
 import { request as playwrightRequest } from '@playwright/test';
 import http from 'node:http';
-import path from 'node:path';
-import { fileURLToPath } from 'node:url';
 import { test, expect, serving } from './fixtures.mjs';
-import { EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE, TEST_APPLICATIONS } from './serve.mjs';
 
-const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
+const APPS = TEST_APPLICATIONS;
 // Few stream places, so a page that could hold them would visibly take them all.
 const STREAMS = 6;
 

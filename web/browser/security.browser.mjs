@@ -2,11 +2,9 @@
 // the plug-in, no CORS access is ever granted, and the request body limit is exact.
 import { request as playwrightRequest } from '@playwright/test';
 import { test, expect, serving } from './fixtures.mjs';
-import path from 'node:path';
-import { fileURLToPath } from 'node:url';
-import { EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE, TEST_APPLICATIONS } from './serve.mjs';
 
-const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
+const APPS = TEST_APPLICATIONS;
 const LIMIT = 16 * 1024 * 1024;
 test.use(serving(import.meta.url, ['--applications', APPS, '--page', EXAMPLE_PAGE]));
 

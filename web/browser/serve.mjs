@@ -8,6 +8,8 @@ import { mkdirSync } from 'node:fs';
 export const REPO = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 export const APPLICATIONS = path.join(REPO, 'examples/applications.json');
 export const EXAMPLE_PAGE = path.join(REPO, 'examples/page');
+/** The browser tests' applications: the example's viewer and printer, and a ticker. */
+export const TEST_APPLICATIONS = path.join(REPO, 'web/browser/test_applications.json');
 
 /** The folder for screenshots, in the build tree when run by CTest. */
 export function artifactPath(name) {

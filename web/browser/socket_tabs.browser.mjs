@@ -6,12 +6,10 @@
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
 import { readdirSync, readFileSync } from 'node:fs';
-import path from 'node:path';
-import { fileURLToPath } from 'node:url';
 import { test, expect, serving } from './fixtures.mjs';
-import { EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE, TEST_APPLICATIONS } from './serve.mjs';
 
-const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
+const APPS = TEST_APPLICATIONS;
 const TABS = 20;
 const EVENTS = 500;
 

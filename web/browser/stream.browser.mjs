@@ -1,11 +1,9 @@
 // The shared event stream: a stream closed and reopened replays the events missed meanwhile.
 import { test, expect, serving } from './fixtures.mjs';
-import path from 'node:path';
-import { fileURLToPath } from 'node:url';
-import { EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE, TEST_APPLICATIONS } from './serve.mjs';
 import { openPage } from './pages.mjs';
 
-const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
+const APPS = TEST_APPLICATIONS;
 
 test.use(serving(import.meta.url, ['--applications', APPS, '--page', EXAMPLE_PAGE]));
 

@@ -1,12 +1,10 @@
 // Events that no longer fit the server's replay buffer are reported as a gap, never dropped
 // silently.
 import { test, expect, serving } from './fixtures.mjs';
-import path from 'node:path';
-import { fileURLToPath } from 'node:url';
-import { EXAMPLE_PAGE } from './serve.mjs';
+import { EXAMPLE_PAGE, TEST_APPLICATIONS } from './serve.mjs';
 import { openPage } from './pages.mjs';
 
-const APPS = path.join(path.dirname(fileURLToPath(import.meta.url)), 'test_applications.json');
+const APPS = TEST_APPLICATIONS;
 
 test.use(
   serving(import.meta.url, [

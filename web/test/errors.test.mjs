@@ -2,7 +2,7 @@
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
 import { createBridge, BridgeError, TransportError } from '../zarvo/zarvo.js';
-import { FakeTransport } from './fakes.mjs';
+import { FakeTransport, rejectsWithTransportError } from './fakes.mjs';
 
 function setup() {
   const transport = new FakeTransport();
@@ -82,14 +82,12 @@ test('an answer that is not an envelope is a TransportError BadEnvelope', async 
   for (const text of ['', 'oops', '[1]', 'null', '{"error":null}']) {
     const { transport, bridge } = setup();
     transport.answer(200, text);
-    await assert.rejects(bridge.connect('viewer'), (e) => {
-      assert.ok(e instanceof TransportError);
-      assert.deepEqual(
-        [e.name, e.status, e.code, e.message],
-        ['TransportError', 200, 'BadEnvelope', `not a bridge envelope: ${text}`],
-      );
-      return true;
-    });
+    await rejectsWithTransportError(
+      bridge.connect('viewer'),
+      200,
+      'BadEnvelope',
+      `not a bridge envelope: ${text}`,
+    );
   }
 });
 

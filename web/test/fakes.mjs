@@ -1,4 +1,25 @@
-// Fakes for the client's unit tests: a scripted transport, fetch and EventSource.
+// Fakes for the client's unit tests: a scripted transport, fetch and EventSource; and the
+// assertion of a TransportError.
+import assert from 'node:assert/strict';
+import { TransportError } from '../zarvo/errors.js';
+
+/**
+ * Asserts that `promise` rejects with a TransportError of exactly this status, code and message.
+ * @param {Promise<unknown>} promise
+ * @param {number} status
+ * @param {string} code
+ * @param {string} message
+ */
+export async function rejectsWithTransportError(promise, status, code, message) {
+  await assert.rejects(promise, (e) => {
+    assert.ok(e instanceof TransportError);
+    assert.deepEqual(
+      [e.name, e.status, e.code, e.message],
+      ['TransportError', status, code, message],
+    );
+    return true;
+  });
+}
 
 /** A transport that records every call and answers from a queue of scripted answers. */
 export class FakeTransport {
@@ -136,4 +157,17 @@ export function fakeWebSocketClass() {
   }
   FakeWebSocket.instances = instances;
   return FakeWebSocket;
+}
+
+/** A transport event sink that records what it is told, in order, in `got`. */
+export function recordingSink() {
+  /** @type {unknown[][]} */
+  const got = [];
+  return {
+    got,
+    event: (/** @type {string} */ text, /** @type {number} */ id) => got.push(['event', id, text]),
+    gap: (/** @type {unknown} */ gap) => got.push(['gap', gap]),
+    state: (/** @type {string} */ s) => got.push(['state', s]),
+    instance: (/** @type {string} */ id) => got.push(['instance', id]),
+  };
 }

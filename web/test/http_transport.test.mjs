@@ -1,8 +1,14 @@
 // The transport of `zarvo_host serve` against a fake fetch and a fake EventSource.
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
-import { httpTransport, createBridge, TransportError } from '../zarvo/zarvo.js';
-import { fakeFetch, fakeEventSourceClass, settle } from './fakes.mjs';
+import { httpTransport, createBridge } from '../zarvo/zarvo.js';
+import {
+  fakeFetch,
+  fakeEventSourceClass,
+  settle,
+  rejectsWithTransportError,
+  recordingSink,
+} from './fakes.mjs';
 
 const TEXTS = {
   options: '{"method":"post"}',
@@ -60,28 +66,24 @@ test("an answer without Zarvo-Status is the host's own: TransportError with its 
     const fetch = fakeFetch().respond(status, JSON.stringify({ error: { message, name } }), {
       'Content-Type': 'application/json',
     });
-    await assert.rejects(httpTransport({ fetch }).exchange('ZarvoApplication', TEXTS), (e) => {
-      assert.ok(e instanceof TransportError);
-      assert.deepEqual(
-        [e.name, e.status, e.code, e.message],
-        ['TransportError', status, name, message],
-      );
-      return true;
-    });
+    await rejectsWithTransportError(
+      httpTransport({ fetch }).exchange('ZarvoApplication', TEXTS),
+      status,
+      name,
+      message,
+    );
   }
 });
 
 test('a network failure is TransportError status 0 NetworkError naming the method and URL', async () => {
   const fetch = fakeFetch().fail(new TypeError('Failed to fetch'));
   const transport = httpTransport({ fetch, baseUrl: 'http://127.0.0.1:8207' });
-  await assert.rejects(transport.exchange('ZarvoApplication', TEXTS), (e) => {
-    assert.ok(e instanceof TransportError);
-    assert.deepEqual(
-      [e.status, e.code, e.message],
-      [0, 'NetworkError', 'POST http://127.0.0.1:8207/bridge/ZarvoApplication: Failed to fetch'],
-    );
-    return true;
-  });
+  await rejectsWithTransportError(
+    transport.exchange('ZarvoApplication', TEXTS),
+    0,
+    'NetworkError',
+    'POST http://127.0.0.1:8207/bridge/ZarvoApplication: Failed to fetch',
+  );
 });
 
 test('same origin, a network failure names the URL resolved against the page', async () => {
@@ -331,13 +333,8 @@ test('a successful reopen starts the waits from 250 ms again', async () => {
 test('zarvoHello names the instance; a reopened stream sends it with the last id and opens on its hello', async () => {
   const EventSource = fakeEventSourceClass();
   const transport = httpTransport({ EventSource, reconnectDelay: () => 0 });
-  const got = [];
-  const sink = {
-    event: (text, id) => got.push(['event', id]),
-    gap: (gap) => got.push(['gap', gap]),
-    state: (s) => got.push(['state', s]),
-    instance: (id) => got.push(['instance', id]),
-  };
+  const sink = recordingSink();
+  const { got } = sink;
   const opening = transport.openEvents(sink);
   const [first] = EventSource.instances;
   assert.equal(first.url, '/events');
@@ -356,24 +353,19 @@ test('zarvoHello names the instance; a reopened stream sends it with the last id
   assert.deepEqual(got, [
     ['state', 'open'],
     ['instance', '9f3c0a1b2c3d4e5f'],
-    ['event', 41],
+    ['event', 41, '{}'],
     ['state', 'reconnecting'],
     ['instance', '9f3c0a1b2c3d4e5f'],
     ['state', 'open'],
-    ['event', 42],
+    ['event', 42, '{}'],
   ]);
 });
 
 test('a new instance is reported before its events, which are numbered from its first one', async () => {
   const EventSource = fakeEventSourceClass();
   const transport = httpTransport({ EventSource, reconnectDelay: () => 0 });
-  const got = [];
-  const sink = {
-    event: (text, id) => got.push(['event', id]),
-    gap: (gap) => got.push(['gap', gap]),
-    state: (s) => got.push(['state', s]),
-    instance: (id) => got.push(['instance', id]),
-  };
+  const sink = recordingSink();
+  const { got } = sink;
   const opening = transport.openEvents(sink);
   EventSource.instances[0].open();
   const close = await opening;
@@ -392,12 +384,12 @@ test('a new instance is reported before its events, which are numbered from its 
   assert.equal(EventSource.instances[2].url, '/events?instance=00000000000000bb&lastEventId=3');
   close();
   assert.deepEqual(got.slice(2), [
-    ['event', 900],
+    ['event', 900, '{}'],
     ['state', 'reconnecting'],
     ['instance', '00000000000000bb'],
     ['state', 'open'],
     ['gap', { first: 1, last: 2, lost: 2 }],
-    ['event', 3],
+    ['event', 3, '{}'],
     ['state', 'reconnecting'],
     ['state', 'closed'],
   ]);
@@ -431,13 +423,8 @@ test('a bridge over HTTP reports "restarted" and drops the old listeners on a ne
 test('a hello that is not JSON names no instance; a server without hello opens on its first event', async () => {
   const EventSource = fakeEventSourceClass();
   const transport = httpTransport({ EventSource, reconnectDelay: () => 0 });
-  const got = [];
-  const sink = {
-    event: (t, id) => got.push(['event', id]),
-    gap() {},
-    state: (s) => got.push(['state', s]),
-    instance: (id) => got.push(['instance', id]),
-  };
+  const sink = recordingSink();
+  const { got } = sink;
   const opening = transport.openEvents(sink);
   EventSource.instances[0].open();
   await opening;
@@ -452,6 +439,6 @@ test('a hello that is not JSON names no instance; a server without hello opens o
     ['instance', '00000000000000aa'],
     ['state', 'reconnecting'],
     ['state', 'open'],
-    ['event', 1],
+    ['event', 1, '{}'],
   ]);
 });
