@@ -69,6 +69,21 @@ TEST_F(ServeRequestBounds, ARefusedRequestsBodyIsNeverReadAsARequest) {
   EXPECT_EQ(callLog(), kEmptyLog);
 }
 
+TEST_F(ServeRequestBounds, ARefusedBodyOfAnAcceptableSizeIsDroppedWholeAndTheAnswerRead) {
+  // A client that sends its whole body before it reads (as many do): a refusal must not close
+  // under it while bytes are still coming, or the reset takes the unread answer with it.
+  const std::string body(size_t{12} * 1024 * 1024, ' ');
+  const std::string refused =
+      post("/bridge/ZarvoApplication", body, "Origin: http://evil.example\r\n");
+  const int fd = connectTo(server_.port());
+  ASSERT_GE(fd, 0);
+  EXPECT_TRUE(sendAll(fd, refused));
+  const RawResponse answer = readResponse(fd);
+  EXPECT_EQ(answer.status, 403);
+  EXPECT_TRUE(connectionEnds(fd));
+  close(fd);
+}
+
 TEST_F(ServeRequestBounds, EveryRefusalThatLeavesBytesUnreadEndsItsConnection) {
   const std::string smuggled = "GET /simulator/log HTTP/1.1\r\n" + hostLine() + "\r\n";
   const std::string body = std::to_string(smuggled.size());

@@ -187,7 +187,7 @@ void HttpSession::drain() {
   stream_.async_read_some(net::buffer(discarded),
                           [self = shared_from_this()](error_code ec, size_t bytes) {
                             self->lingered_ += bytes;
-                            if (ec || self->lingered_ > kLingerBytes) {
+                            if (ec || self->lingered_ > self->context_.limits.requestBytes) {
                               self->close();
                               return;
                             }

@@ -9,8 +9,10 @@
 // refusal that leaves bytes unread (403, 413, 431, a malformed request, a body the route does not
 // read) ends the connection after the answer, so no byte of a refused request is ever parsed as
 // another request. Ending is "lingering": the answer is sent, the sending side shut, and whatever
-// the client still sends is read and dropped for a moment (at most kLingerBytes, kLingerTime),
-// so the client can read the answer before the connection goes.
+// the client still sends is read and dropped for a moment (at most the request size limit, for
+// kLingerTime), so the client can read the answer before the connection goes: a body of a size
+// the host would take is dropped whole, so closing never resets the connection under an answer
+// the client has not read yet.
 //
 // Each stage has a deadline (ConnectionRules): the idle wait for a request's first byte, the
 // header, the body, and each answer's write. A client that is slow or silent is dropped when its
@@ -44,7 +46,6 @@ namespace zarvo_host::serve {
 
 constexpr std::chrono::milliseconds kWriteTimeout{30000};
 constexpr std::chrono::milliseconds kLingerTime{1000};
-constexpr size_t kLingerBytes = 4 * 1024 * 1024;
 
 class HttpSession : public Connection, public std::enable_shared_from_this<HttpSession> {
  public:
